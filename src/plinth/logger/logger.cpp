@@ -1,0 +1,314 @@
+#include "plinth/logger/logger.h"
+
+#include <cstdio>
+#include <cstring>
+
+#include "plinth/logger/file_dest.h"
+#include "plinth/platform/os/os_time.h"
+#include "plinth/platform/system.h"
+#include "plinth/system/tracer.h"
+
+std::atomic<Logger*> Logger::m_theObject{nullptr};
+std::atomic<LoggerDestsFactory*> LoggerDestsFactory::m_theObject{nullptr};
+
+namespace {
+std::mutex g_singletonLock;
+}
+
+// ---- LoggerDestsFactory ----
+
+LoggerDestsFactory::~LoggerDestsFactory() {
+  for (LoggerBaseDestination*& p : m_pPrototypes) {
+    delete p;
+    p = nullptr;
+  }
+}
+
+void LoggerDestsFactory::SetPrototype(eDestType type, LoggerBaseDestination* prototype) {
+  if (type < eSequentialFile || type > eDatabase) {
+    delete prototype;
+    return;
+  }
+  if (m_pPrototypes[type] != prototype) delete m_pPrototypes[type];
+  m_pPrototypes[type] = prototype;
+}
+
+LoggerBaseDestination* LoggerDestsFactory::Create(LoggerParams& params) {
+  int type = 0;
+  params.GetInt("type", type);
+  if (type < eSequentialFile || type > eDatabase) return nullptr;
+  LoggerBaseDestination* prototype = m_pPrototypes[type];
+  return prototype ? prototype->Create(params) : nullptr;
+}
+
+void init_logger() {
+  std::lock_guard<std::mutex> guard(g_singletonLock);
+  if (!LoggerDestsFactory::m_theObject.load()) LoggerDestsFactory::m_theObject.store(new LoggerDestsFactory);
+}
+
+void exit_logger() {
+  Logger::Destroy();
+  std::lock_guard<std::mutex> guard(g_singletonLock);
+  delete LoggerDestsFactory::m_theObject.exchange(nullptr);
+}
+
+// ---- Logger life cycle ----
+
+Logger* Logger::GetInstance() {
+  Logger* logger = m_theObject.load(std::memory_order_acquire);
+  if (logger) return logger;
+  std::lock_guard<std::mutex> guard(g_singletonLock);
+  logger = m_theObject.load(std::memory_order_relaxed);
+  if (!logger) {
+    logger = new Logger;
+    m_theObject.store(logger, std::memory_order_release);
+  }
+  return logger;
+}
+
+void Logger::Destroy() {
+  Logger* logger;
+  {
+    std::lock_guard<std::mutex> guard(g_singletonLock);
+    logger = m_theObject.exchange(nullptr);
+  }
+  delete logger;
+}
+
+Logger::~Logger() {
+  closeAllDests();
+  removeAllDest();
+}
+
+void Logger::initLogger(InitParams params, ErrorCallback errorCallback) {
+  PLINTH_TRACE(4, "Logger::initLogger");
+  PLINTH_TRACE(4, "m_bIsInitialized=" << m_bIsInitialized);
+  if (m_bIsInitialized) return;
+
+  // The toolkits of time and network need no set-up here.
+  params.GetString(m_StampNames.path, m_sLogPath);
+  m_pErrorCallback = errorCallback;
+
+  init_logger();
+  m_pFactory = LoggerDestsFactory::m_theObject.load();
+  m_sEmergencyFile = BuildEmergencyFileName();
+  m_vErrorPrefixes = {"Failed to CREATEDEST : ", "Failed to INITDEST : ", "Failed to WRITETODEST : ",
+                      "Failed to TERMDEST : ", "Failed to GETDEST : "};
+
+  m_pFactory->SetPrototype(eSequentialFile, new LoggerSequentialDest);
+  m_pFactory->SetPrototype(eCyclicFile, new LoggerCyclicDest);
+  // The database destination comes from an optional library; until that is
+  // wired in, its slot stays empty and type 2 fails creation.
+  m_bIsInitialized = true;
+}
+
+std::string Logger::BuildEmergencyFileName() const {
+  std::string host = plinth::platform::host_name();
+  host = host.substr(0, host.find('.'));
+  return m_sLogPath + "/OrbLogEmergencyFile." + host + "." +
+         std::to_string(plinth::platform::process_id()) + "." +
+         os_time_and_date::now().to_string("%y%m%d_%H%M%S") + ".txt.txt";
+}
+
+// ---- the table ----
+
+template <class Op>
+unsigned Logger::WithDest(const std::string& name, Op op) const {
+  std::shared_lock<std::shared_mutex> guard(m_TableLock);
+  auto it = m_mDests.find(name);
+  if (it == m_mDests.end() || !it->second) return 1;
+  return static_cast<unsigned>(op(*it->second));
+}
+
+template <class Op>
+unsigned Logger::ForAllDests(Op op) const {
+  std::shared_lock<std::shared_mutex> guard(m_TableLock);
+  if (m_mDests.empty()) return 1;
+  unsigned result = 1;
+  for (auto& [name, dest] : m_mDests)
+    if (dest) result = static_cast<unsigned>(op(*dest));
+  return result;
+}
+
+unsigned Logger::createDest(LoggerParams& params) {
+  params.InsertString(m_ParamNames.path, m_sLogPath);
+  LoggerBaseDestination* dest = m_pFactory ? m_pFactory->Create(params) : nullptr;
+  std::string logicalName;
+  params.GetString(m_ParamNames.logical_name, logicalName);
+  if (!dest) {
+    WriteToEmergency(CREATEDEST, logicalName);
+    return 1;
+  }
+  bool inserted;
+  {
+    std::unique_lock<std::shared_mutex> guard(m_TableLock);
+    inserted = m_mDests.emplace(logicalName, dest).second;
+  }
+  // The name was taken: the destination already there stays.
+  if (!inserted) delete dest;
+  return 0;
+}
+
+unsigned Logger::initDest(LoggerParams& params, std::vector<dst_aux::ElementProperties>& elements) {
+  std::string logicalName;
+  params.GetString(m_ParamNames.logical_name, logicalName);
+  std::shared_lock<std::shared_mutex> guard(m_TableLock);
+  auto it = m_mDests.find(logicalName);
+  if (it == m_mDests.end()) return 1;
+  if (!it->second) {
+    guard.unlock();
+    WriteToEmergency(INITDEST, logicalName);
+    return 1;
+  }
+  params.InsertPointer(m_ParamNames.err_stream, static_cast<void*>(&m_ErrStream));
+  return it->second->Init(params, elements);
+}
+
+void Logger::ReportWriteFailure(const std::string& text) {
+  WriteToEmergency(WRITETODEST, text);
+  if (m_pErrorCallback) m_pErrorCallback(std::string(text.c_str()));
+}
+
+unsigned Logger::writeAllDests(const std::string& text, unsigned a, unsigned b) {
+  unsigned failures = 0;
+  {
+    std::shared_lock<std::shared_mutex> guard(m_TableLock);
+    if (m_mDests.empty()) return 1;
+    for (auto& [name, dest] : m_mDests)
+      if (dest && !dest->Write(text, a, b)) ++failures;
+  }
+  // Reported outside the table lock, so that a callback may use the Logger.
+  for (unsigned i = 0; i < failures; ++i) ReportWriteFailure(text);
+  return 0;
+}
+
+bool Logger::writeDest(const std::string& name, const std::string& text, unsigned a, unsigned b) {
+  bool ok;
+  {
+    std::shared_lock<std::shared_mutex> guard(m_TableLock);
+    auto it = m_mDests.find(name);
+    if (it == m_mDests.end() || !it->second) return true;
+    ok = it->second->Write(text, a, b);
+  }
+  if (!ok) ReportWriteFailure(text);
+  return false;
+}
+
+unsigned Logger::writeDestCtx(const std::string& name, dst_aux::DataContext& context, std::string& error,
+                              unsigned a, unsigned b) {
+  return WithDest(name, [&](LoggerBaseDestination& d) { return d.WriteCtx(context, error, a, b); });
+}
+
+unsigned Logger::disableDest(const std::string& name) {
+  return WithDest(name, [](LoggerBaseDestination& d) { return d.Disable(-1); });
+}
+unsigned Logger::disableAllDests() {
+  return ForAllDests([](LoggerBaseDestination& d) { return d.Disable(-1); });
+}
+unsigned Logger::enableDest(const std::string& name) {
+  return WithDest(name, [](LoggerBaseDestination& d) { return d.Enable(); });
+}
+unsigned Logger::enableAllDests() {
+  return ForAllDests([](LoggerBaseDestination& d) { return d.Enable(); });
+}
+unsigned Logger::closeDest(const std::string& name) {
+  return WithDest(name, [](LoggerBaseDestination& d) { return d.Close(); });
+}
+unsigned Logger::closeAllDests() {
+  return ForAllDests([](LoggerBaseDestination& d) { return d.Close(); });
+}
+unsigned Logger::openDest(const std::string& name) {
+  return WithDest(name, [](LoggerBaseDestination& d) { return d.Open(); });
+}
+unsigned Logger::openAllDests() {
+  return ForAllDests([](LoggerBaseDestination& d) { return d.Open(); });
+}
+unsigned Logger::flushDest(const std::string& name) {
+  return WithDest(name, [](LoggerBaseDestination& d) { return d.Flush(); });
+}
+unsigned Logger::flushAllDests() {
+  return ForAllDests([](LoggerBaseDestination& d) { return d.Flush(); });
+}
+unsigned Logger::cleanupAllDests(int retainDays) {
+  return ForAllDests([retainDays](LoggerBaseDestination& d) { return d.CleanUp(retainDays); });
+}
+
+unsigned Logger::smartClean(const std::string& name, const std::string& a,
+                            const std::vector<dst_aux::QueryElement>& elements, int b, std::string& error,
+                            long& count) {
+  unsigned result;
+  {
+    std::shared_lock<std::shared_mutex> guard(m_TableLock);
+    auto it = m_mDests.find(name);
+    if (it == m_mDests.end() || !it->second) return 1;
+    result = it->second->SmartClean(a, elements, b, error, count);
+  }
+  if (result != 0 && m_pErrorCallback) m_pErrorCallback(error);
+  return result;
+}
+
+LoggerBaseDestination* Logger::getDest(const std::string& name) const {
+  std::shared_lock<std::shared_mutex> guard(m_TableLock);
+  auto it = m_mDests.find(name);
+  return it == m_mDests.end() ? nullptr : it->second;
+}
+
+LoggerDataInserter* Logger::getDestInserter(const std::string& name, const std::string& a, std::string& error,
+                                            LoggerParams* params) {
+  std::shared_lock<std::shared_mutex> guard(m_TableLock);
+  auto it = m_mDests.find(name);
+  if (it == m_mDests.end() || !it->second) return nullptr;
+  return it->second->GetInserter(a, error, params);
+}
+
+unsigned Logger::getDestType(const std::string& name) const {
+  return WithDest(name, [](LoggerBaseDestination& d) { return d.m_nMode; });
+}
+
+unsigned Logger::getDestCount() const {
+  std::shared_lock<std::shared_mutex> guard(m_TableLock);
+  return static_cast<unsigned>(m_mDests.size());
+}
+
+unsigned Logger::removeDest(const std::string& name) const {
+  LoggerBaseDestination* dest;
+  {
+    std::unique_lock<std::shared_mutex> guard(m_TableLock);
+    auto it = m_mDests.find(name);
+    if (it == m_mDests.end()) return 1;
+    dest = it->second;
+    m_mDests.erase(it);
+  }
+  delete dest;
+  return 0;
+}
+
+unsigned Logger::removeAllDest() {
+  std::map<std::string, LoggerBaseDestination*> dests;
+  {
+    std::unique_lock<std::shared_mutex> guard(m_TableLock);
+    dests.swap(m_mDests);
+  }
+  for (auto& [name, dest] : dests) delete dest;
+  return 0;
+}
+
+// ---- the emergency file ----
+
+void Logger::WriteToEmergency(m_ErrorCode code, const std::string& text) {
+  if (text.empty()) return;
+  os_lock_guard guard(m_CritSect);
+  FILE* file = std::fopen(m_sEmergencyFile.c_str(), "a+");
+  FILE* out = file ? file : stderr;
+  if (file) std::setvbuf(file, nullptr, _IONBF, 0);
+  const std::string& prefix =
+      static_cast<size_t>(code) < m_vErrorPrefixes.size() ? m_vErrorPrefixes[code] : std::string();
+  std::fwrite(prefix.data(), 1, prefix.size(), out);
+  std::fwrite(text.data(), 1, text.size(), out);
+  if (text.back() != '\n') std::fputc('\n', out);
+  if (std::ferror(out)) {
+    std::perror("Write error");
+    std::clearerr(out);
+  }
+  if (file) std::fclose(file);
+}

@@ -1,0 +1,68 @@
+#define PCRE2_CODE_UNIT_WIDTH 8
+#include "plinth/platform/os/os_regexp.h"
+
+#include <pcre2.h>
+
+#include <string_view>
+
+#include "plinth/platform/os/os_error.h"
+
+struct os_regexp::Impl {
+  pcre2_code* code = nullptr;
+  ~Impl() { pcre2_code_free(code); }
+};
+
+os_regexp::os_regexp(const std::string& pattern, bool ignoreCase, bool extended)
+    : m_pImpl(std::make_unique<Impl>()) {
+  uint32_t options = 0;
+  if (ignoreCase) options |= PCRE2_CASELESS;
+  if (extended) options |= PCRE2_EXTENDED;
+  int err = 0;
+  PCRE2_SIZE offset = 0;
+  m_pImpl->code = pcre2_compile(reinterpret_cast<PCRE2_SPTR>(pattern.data()), pattern.size(),
+                                options, &err, &offset, nullptr);
+  if (!m_pImpl->code) {
+    PCRE2_UCHAR msg[256];
+    pcre2_get_error_message(err, msg, sizeof msg);
+    throw os_toolkit_error(err, "bad pattern '" + pattern + "' at " + std::to_string(offset) +
+                                    ": " + reinterpret_cast<const char*>(msg));
+  }
+  // The JIT is an optimisation only; without it matching still works.
+  pcre2_jit_compile(m_pImpl->code, PCRE2_JIT_COMPLETE);
+}
+
+os_regexp::~os_regexp() = default;
+os_regexp::os_regexp(os_regexp&&) noexcept = default;
+os_regexp& os_regexp::operator=(os_regexp&&) noexcept = default;
+
+std::pair<unsigned, unsigned> os_regexp::search(const char* text, unsigned start,
+                                                unsigned end) const {
+  const std::pair<unsigned, unsigned> none{npos, npos};
+  if (!text || start > end) return none;
+  pcre2_match_data* md = pcre2_match_data_create_from_pattern(m_pImpl->code, nullptr);
+  if (!md) return none;
+  int rc = pcre2_match(m_pImpl->code, reinterpret_cast<PCRE2_SPTR>(text), end, start, 0, md,
+                       nullptr);
+  std::pair<unsigned, unsigned> result = none;
+  if (rc >= 0) {
+    PCRE2_SIZE* ov = pcre2_get_ovector_pointer(md);
+    result = {static_cast<unsigned>(ov[0]), static_cast<unsigned>(ov[1])};
+  }
+  pcre2_match_data_free(md);
+  return result;
+}
+
+bool os_regexp::matches_whole(const std::string& text) const {
+  auto r = search(text.c_str(), 0, static_cast<unsigned>(text.size()));
+  return r.first == 0 && r.second == text.size();
+}
+
+std::string os_regexp::quote(const std::string& text) {
+  std::string out;
+  out.reserve(text.size() * 2);
+  for (char c : text) {
+    if (std::string_view("\\^$.|?*+()[]{}-/#").find(c) != std::string_view::npos) out += '\\';
+    out += c;
+  }
+  return out;
+}

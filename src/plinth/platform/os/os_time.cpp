@@ -1,0 +1,86 @@
+#include "plinth/platform/os/os_time.h"
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <ctime>
+
+namespace {
+std::atomic<int64_t> g_offsetUs{0};
+
+struct tm local_fields(int64_t us) {
+  time_t secs = static_cast<time_t>(us >= 0 ? us / 1000000 : (us - 999999) / 1000000);
+  struct tm fields{};
+  localtime_r(&secs, &fields);
+  return fields;
+}
+
+int sub_second_us(int64_t us) {
+  int64_t r = us % 1000000;
+  return static_cast<int>(r < 0 ? r + 1000000 : r);
+}
+}  // namespace
+
+namespace os_clock {
+int64_t now_us() noexcept {
+  auto real = std::chrono::duration_cast<std::chrono::microseconds>(
+                  std::chrono::system_clock::now().time_since_epoch())
+                  .count();
+  return real + g_offsetUs.load(std::memory_order_relaxed);
+}
+void advance_seconds(int64_t seconds) noexcept {
+  g_offsetUs.fetch_add(seconds * 1000000, std::memory_order_relaxed);
+}
+void set_offset_us(int64_t offset) noexcept { g_offsetUs.store(offset, std::memory_order_relaxed); }
+int64_t offset_us() noexcept { return g_offsetUs.load(std::memory_order_relaxed); }
+}  // namespace os_clock
+
+os_time_period::os_time_period(long days, long hours, long minutes, long seconds, long milliseconds)
+    : m_nUs(((((static_cast<int64_t>(days) * 24 + hours) * 60 + minutes) * 60 + seconds) * 1000 +
+             milliseconds) *
+            1000) {}
+
+os_time_and_date os_time_and_date::now() { return from_us(os_clock::now_us()); }
+
+int64_t os_time_and_date::to_time_t() const {
+  return m_nUs >= 0 ? m_nUs / 1000000 : (m_nUs - 999999) / 1000000;
+}
+
+std::string os_time_and_date::to_string(const char* format) const {
+  struct tm fields = local_fields(m_nUs);
+  // Expand %q ourselves and leave everything else to strftime.
+  std::string fmt;
+  for (const char* p = format; *p; ++p) {
+    if (p[0] == '%' && p[1] == 'q') {
+      char ms[8];
+      std::snprintf(ms, sizeof ms, "%03d", sub_second_us(m_nUs) / 1000);
+      fmt += ms;
+      ++p;
+    } else if (p[0] == '%' && p[1] == '%') {
+      fmt += "%%";
+      ++p;
+    } else {
+      fmt += *p;
+    }
+  }
+  char buf[512];
+  size_t n = strftime(buf, sizeof buf, fmt.c_str(), &fields);
+  return std::string(buf, n);
+}
+
+int os_time_and_date::year() const { return local_fields(m_nUs).tm_year + 1900; }
+int os_time_and_date::month() const { return local_fields(m_nUs).tm_mon + 1; }
+int os_time_and_date::day() const { return local_fields(m_nUs).tm_mday; }
+int os_time_and_date::hour() const { return local_fields(m_nUs).tm_hour; }
+int os_time_and_date::minute() const { return local_fields(m_nUs).tm_min; }
+int os_time_and_date::second() const { return local_fields(m_nUs).tm_sec; }
+int os_time_and_date::millisecond() const { return sub_second_us(m_nUs) / 1000; }
+
+os_date os_date::today() {
+  struct tm fields = local_fields(os_clock::now_us());
+  os_date d;
+  d.m_nYear = fields.tm_year + 1900;
+  d.m_nMonth = fields.tm_mon + 1;
+  d.m_nDay = fields.tm_mday;
+  return d;
+}

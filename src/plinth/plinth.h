@@ -1,0 +1,6 @@
+// The whole public interface of plinth: one include per area.
+#pragma once
+
+#include "plinth/platform.h"
+#include "plinth/logger.h"
+#include "plinth/system.h"

@@ -1,0 +1,4 @@
+// System utilities: the library tracer.
+#pragma once
+
+#include "plinth/system/tracer.h"
