@@ -52,7 +52,7 @@ std::string os_time_and_date::to_string(const char* format) const {
   std::string fmt;
   for (const char* p = format; *p; ++p) {
     if (p[0] == '%' && p[1] == 'q') {
-      char ms[8];
+      char ms[16];
       std::snprintf(ms, sizeof ms, "%03d", sub_second_us(m_nUs) / 1000);
       fmt += ms;
       ++p;
