@@ -97,9 +97,9 @@ public:
   // Owning. Guarded by m_TableLock; mutable because removeDest is const.
   mutable std::map<std::string, LoggerBaseDestination*> m_mDests;
   bool m_bIsInitialized = false;
-  const dst_aux::ParamNames m_ParamNames;
+  dst_aux::ParamNames m_ParamNames;
   std::stringstream m_ErrStream;
-  const dst_aux::StampNames m_StampNames;
+  dst_aux::StampNames m_StampNames;
 
 protected:
   Logger() = default;
