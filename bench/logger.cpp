@@ -22,6 +22,11 @@ namespace {
 const std::string kLine =
     "24/11/2026\t12:45:00.123\t[4]\tlogger_bench.cpp\tWriteLine(thread 4711)\tthe quick brown fox jumps\n";
 
+// Clients keep their destination names as strings, built once.
+const std::string kSequential = "sequential_files";
+const std::string kCyclic = "cyclic_files";
+const std::string kRotation = "rotation";
+
 std::string ScratchDir() {
   static std::string dir = [] {
     char templ[] = "/tmp/plinth-bench-XXXXXX";
@@ -56,7 +61,7 @@ void BM_SequentialDest(benchmark::State& state) {
   p.InsertString("logical_name", "sequential_files");
   p.InsertInt("mode", 0x84);
   logger->createDest(p);
-  for (auto _ : state) benchmark::DoNotOptimize(logger->writeDest("sequential_files", kLine, 0, 0));
+  for (auto _ : state) benchmark::DoNotOptimize(logger->writeDest(kSequential, kLine, 0, 0));
   logger->removeDest("sequential_files");
   unlink((ScratchDir() + "/seq.txt").c_str());
   state.SetItemsProcessed(state.iterations());
@@ -74,7 +79,7 @@ void BM_CyclicDest(benchmark::State& state) {
   p.InsertInt("message_num", 200);
   logger->createDest(p);
   logger->openDest("cyclic_files");
-  for (auto _ : state) benchmark::DoNotOptimize(logger->writeDest("cyclic_files", kLine, 0, 0));
+  for (auto _ : state) benchmark::DoNotOptimize(logger->writeDest(kCyclic, kLine, 0, 0));
   logger->removeDest("cyclic_files");
   state.SetItemsProcessed(state.iterations());
 }
@@ -93,7 +98,7 @@ void BM_Rotation(benchmark::State& state) {
   p.InsertInt("message_num", 0);
   logger->createDest(p);
   logger->openDest("rotation");
-  for (auto _ : state) benchmark::DoNotOptimize(logger->writeDest("rotation", kLine, 0, 0));
+  for (auto _ : state) benchmark::DoNotOptimize(logger->writeDest(kRotation, kLine, 0, 0));
   logger->removeDest("rotation");
   state.SetItemsProcessed(state.iterations());
 }

@@ -84,8 +84,7 @@ void LoggerFileDest::CloseFile() {
 }
 
 bool LoggerFileDest::WriteText(const std::string& text) {
-  const size_t written = std::fwrite(text.data(), 1, text.size(), m_pFile);
-  return written == text.size();
+  return os_log_files::write_all(m_pFile, text.data(), text.size());
 }
 
 bool LoggerFileDest::ReadCommonParams(LoggerParams& params) {
@@ -198,11 +197,7 @@ bool LoggerSequentialDest::Write(const std::string& text, unsigned, unsigned) {
   }
   if (!m_pFile) return false;
   const bool ok = WriteText(text);
-  if (std::ferror(m_pFile)) {
-    std::perror("Write error");
-    // The next line may fit again (space freed, limit raised).
-    std::clearerr(m_pFile);
-  }
+  if (!ok) std::perror("Write error");
   return ok;
 }
 
@@ -344,10 +339,7 @@ bool LoggerCyclicDest::Write(const std::string& text, unsigned, unsigned) {
     Disable(kFailureTimeOut);
     return false;
   }
-  if (!WriteText(text)) {
-    std::clearerr(m_pFile);
-    return false;
-  }
+  if (!WriteText(text)) return false;
   ++m_nWritesInFile;
   return true;
 }

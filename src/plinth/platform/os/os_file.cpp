@@ -93,6 +93,20 @@ int close(FILE* file) {
   return fclose(file);
 }
 
+bool write_all(FILE* file, const char* data, size_t size) {
+  const int fd = fileno(file);
+  while (size > 0) {
+    const ssize_t n = ::write(fd, data, size);
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      return false;
+    }
+    data += n;
+    size -= static_cast<size_t>(n);
+  }
+  return true;
+}
+
 bool is_held_open(const std::string& path) {
   struct stat st;
   if (stat(path.c_str(), &st) != 0) return false;

@@ -53,4 +53,9 @@ FILE* open(const std::string& path, const char* mode);
 int close(FILE* file);
 // Whether the path names a file that open() gave and close() hasn't taken back.
 bool is_held_open(const std::string& path);
+// Writes all bytes to an unbuffered stream with one system call where the
+// kernel takes them at once, bypassing stdio's per-call bookkeeping (the
+// stream holds no buffered data to overtake). False with errno set when not
+// every byte was written.
+bool write_all(FILE* file, const char* data, size_t size);
 }  // namespace os_log_files
