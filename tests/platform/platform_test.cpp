@@ -1,0 +1,105 @@
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cstdlib>
+
+#include "common/temp_dir.h"
+#include "plinth/platform.h"
+
+using namespace plinth_test;
+
+TEST(OsRegexp, SearchGivesTheFirstMatchInsideTheRange) {
+  const os_regexp number("#[0-9]{4}", false, false);
+  const std::string text = "a#12.b#0042.txt";
+  auto r = number.search(text.c_str(), 0, static_cast<unsigned>(text.size()));
+  EXPECT_EQ(r, std::make_pair(6u, 11u));
+  // The range's end is a hard limit: no match may run past it.
+  r = number.search(text.c_str(), 0, 9);
+  EXPECT_EQ(r.first, os_regexp::npos);
+  EXPECT_EQ(number.search(nullptr, 0, 3).first, os_regexp::npos);
+
+  const os_regexp caseless("abc\\.txt", true, false);
+  EXPECT_TRUE(caseless.matches_whole("ABC.TXT"));
+  EXPECT_FALSE(caseless.matches_whole("xabc.txt"));
+  EXPECT_FALSE(caseless.matches_whole("abc.txt.bak"));
+  EXPECT_THROW(os_regexp("(unclosed", false, false), os_toolkit_error);
+}
+
+TEST(OsRegexp, QuotedTextMatchesOnlyItself) {
+  const std::vector<std::string> texts = {"a.b", "x+y(1)[2]{3}", "back\\slash", "^$|?*", "dash-#hash",
+                                           std::string("nul\0byte", 8)};
+  for (const std::string& raw : texts) {
+    const os_regexp literal(os_regexp::quote(raw), false, false);
+    EXPECT_TRUE(literal.matches_whole(raw)) << raw;
+  }
+  EXPECT_FALSE(os_regexp(os_regexp::quote("a.b"), false, false).matches_whole("axb"));
+}
+
+TEST(OsFiles, DirectoryListingRemovalAndStatus) {
+  TempDir dir;
+  WriteFile(dir / "one.txt", "1");
+  auto names = os_directory(dir.path(), 0).filenames();
+  std::sort(names.begin(), names.end());
+  EXPECT_EQ(names, (std::vector<std::string>{".", "..", "one.txt"}));
+  EXPECT_THROW(os_directory(dir / "missing", 0), os_file_toolkit_error);
+
+  EXPECT_EQ(os_io_status(dir / "one.txt").size(), 1u);
+  AgeFile(dir / "one.txt", 3600);
+  const os_time_and_date modified(os_io_status(dir / "one.txt").last_modification_time());
+  EXPECT_EQ((os_time_and_date::now() - modified).to_seconds() / 60, 60);
+  EXPECT_THROW(os_io_status(dir / "missing"), os_file_toolkit_error);
+
+  os_file_system::remove_if_exists(dir / "one.txt");
+  os_file_system::remove_if_exists(dir / "one.txt");  // already gone: fine
+  EXPECT_FALSE(os_file_system::exists(dir / "one.txt"));
+  ASSERT_EQ(mkdir((dir / "sub").c_str(), 0755), 0);
+  try {
+    os_file_system::remove_if_exists(dir / "sub");
+    FAIL() << "removing a directory as a file must fail";
+  } catch (const os_file_toolkit_error& e) {
+    EXPECT_NE(e.code(), 0);
+    EXPECT_NE(std::string(e.what()).find("sub"), std::string::npos);
+    EXPECT_FALSE(os_file_toolkit_error::description(e.code()).empty());
+  }
+}
+
+TEST(OsFiles, LogFilesHeldOpenAreKnownByIdentityNotByName) {
+  TempDir dir;
+  FILE* f = os_log_files::open(dir / "held.txt", "w+");
+  ASSERT_NE(f, nullptr);
+  EXPECT_TRUE(os_log_files::is_held_open(dir / "held.txt"));
+  // Another spelling of the same file is the same file.
+  EXPECT_TRUE(os_log_files::is_held_open(dir.path() + "/./held.txt"));
+  ASSERT_EQ(symlink((dir / "held.txt").c_str(), (dir / "link.txt").c_str()), 0);
+  EXPECT_TRUE(os_log_files::is_held_open(dir / "link.txt"));
+  EXPECT_TRUE(os_log_files::write_all(f, "abc\n", 4));
+  os_log_files::close(f);
+  EXPECT_FALSE(os_log_files::is_held_open(dir / "held.txt"));
+  EXPECT_EQ(ReadFile(dir / "held.txt"), "abc\n");
+  EXPECT_EQ(os_log_files::open(dir / "missing/x.txt", "w+"), nullptr);
+}
+
+TEST(OsTime, ClockMovesAndFormatsInLocalTime) {
+  setenv("TZ", "UTC", 1);
+  tzset();
+  const int64_t base = 1795524300LL * 1000000 + 123456;  // 2026-11-24 12:45:00.123456 UTC
+  const os_time_and_date t = os_time_and_date::from_us(base);
+  EXPECT_EQ(t.to_string("%y%m%d_%H%M%S"), "261124_124500");
+  EXPECT_EQ(t.to_string("%m%d %H:%M:%S.%q"), "1124 12:45:00.123");
+  EXPECT_EQ(t.to_string("100%% %q"), "100% 123");
+  EXPECT_EQ(t.year(), 2026);
+  EXPECT_EQ(t.month(), 11);
+  EXPECT_EQ(t.day(), 24);
+  EXPECT_EQ(t.millisecond(), 123);
+
+  EXPECT_EQ(os_time_period(1, 2, 3, 4, 500).to_seconds(), 86400 + 7200 + 180 + 4);
+  EXPECT_EQ(os_time_period(2, 23, 59, 59).to_days(), 2);
+  EXPECT_EQ((os_time_and_date() - t).to_seconds(), -1795524300LL);
+
+  const os_time_and_date before = os_time_and_date::now();
+  os_clock::advance_seconds(86400 * 3);
+  EXPECT_EQ((os_time_and_date::now() - before).to_days(), 3);
+  os_clock::advance_seconds(-86400 * 3);
+  EXPECT_LT((os_time_and_date::now() - before).to_seconds(), 5);
+  os_clock::set_offset_us(0);
+}
