@@ -54,6 +54,31 @@ void BM_BareWrite(benchmark::State& state) {
 }
 BENCHMARK(BM_BareWrite);
 
+// The floor under a ring: bare write(2) calls plus, every 200 lines, the
+// system calls a rotation cannot avoid (close, unlink of the oldest of 10
+// files, creation of the next). Compare BM_CyclicDest with this, not only
+// with BM_BareWrite: creating a file costs more than the 200 writes it holds.
+void BM_BareWriteRing(benchmark::State& state) {
+  const std::string base = ScratchDir() + "/barering.";
+  long file = 0;
+  int fd = open((base + "0").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+  int lines = 0;
+  for (auto _ : state) {
+    if (lines == 200) {
+      close(fd);
+      if (file >= 9) unlink((base + std::to_string(file - 9)).c_str());
+      fd = open((base + std::to_string(++file)).c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+      lines = 0;
+    }
+    benchmark::DoNotOptimize(write(fd, kLine.data(), kLine.size()));
+    ++lines;
+  }
+  close(fd);
+  for (long f = file > 9 ? file - 9 : 0; f <= file; ++f) unlink((base + std::to_string(f)).c_str());
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_BareWriteRing);
+
 void BM_SequentialDest(benchmark::State& state) {
   Logger* logger = InitLogger();
   LoggerParams p;
