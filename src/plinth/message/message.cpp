@@ -262,24 +262,23 @@ std::string OCMessage::toString() const {
 std::vector<std::string> OCMessage::toString_vec() const { return VectorTokenizer().tokenize(m_sDescription); }
 
 std::string OCMessage::toString_n() const {
-  const std::vector<std::string> tokens = DescriptionTokenizer().tokenize(m_sDescription);
   std::string out;
   out.reserve(m_sDescription.size() + 64);
   bool tilde = false, caret = false, lastBlank = false;
   auto arg = m_vArgs.begin();
-  for (const std::string& token : tokens) {
+  DescriptionTokenizer().each_token(m_sDescription, [&](std::string_view token) {
     if (token == "~") {
       tilde = true;
-      continue;
+      return;
     }
     if (token == "^") {
       caret = true;
-      continue;
+      return;
     }
-    if (token == "$") continue;
+    if (token == "$") return;
     if (token == "endl") {
       out += '\n';
-      continue;
+      return;
     }
 
     // The three rules are tried in this order; only the one that applies
@@ -299,29 +298,28 @@ std::string OCMessage::toString_n() const {
     if (token.size() == 1 && token[0] >= '1' && token[0] <= '9') {
       const size_t n = static_cast<size_t>(token[0] - '0');
       if (!skip && n <= m_vArgs.size()) out += m_vArgs[n - 1];
-      continue;
+      return;
     }
     if (token == "%s") {
-      if (arg == m_vArgs.end()) continue;
+      if (arg == m_vArgs.end()) return;
       if (!skip) out += *arg;
       ++arg;
-      continue;
+      return;
     }
-    if (skip) continue;
+    if (skip) return;
     const bool blank = token == " ";
-    if (blank && lastBlank) continue;
+    if (blank && lastBlank) return;
     out += token;
     lastBlank = blank;
-  }
+  });
   return out;
 }
 
 std::string OCMessage::decorate() const {
-  const std::vector<std::string> tokens = PatternTokenizer().tokenize(m_sPattern);
   std::string out;
   out.reserve(m_sPattern.size() + m_sDescription.size() + 128);
-  for (const std::string& token : tokens) {
-    if (token == "$") continue;
+  PatternTokenizer().each_token(m_sPattern, [&](std::string_view token) {
+    if (token == "$") return;
     if (token == "PRFX")
       out += m_sPrefix;
     else if (token == "ID")
@@ -340,7 +338,7 @@ std::string OCMessage::decorate() const {
       out += '\n';
     else
       out += token;
-  }
+  });
   return out;
 }
 

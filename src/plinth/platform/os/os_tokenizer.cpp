@@ -12,17 +12,6 @@ void os_tokenizer::terminals(const std::string& chars) {
 
 std::vector<std::string> os_tokenizer::tokenize(const std::string& text) const {
   std::vector<std::string> tokens;
-  const char* data = text.data();
-  const size_t size = text.size();
-  size_t start = 0;
-  for (size_t i = 0; i < size; ++i) {
-    const unsigned char c = static_cast<unsigned char>(data[i]);
-    const bool terminal = m_bTerminal[c];
-    if (!terminal && (m_bNoSeparators || !m_bSeparator[c])) continue;
-    if (i > start) tokens.emplace_back(data + start, i - start);
-    if (terminal) tokens.emplace_back(1, data[i]);
-    start = i + 1;
-  }
-  if (size > start) tokens.emplace_back(data + start, size - start);
+  each_token(text, [&tokens](std::string_view token) { tokens.emplace_back(token); });
   return tokens;
 }
