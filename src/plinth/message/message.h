@@ -1,8 +1,6 @@
-// One numbered message as a value (OCMessage) with the context it carries
-// (StreamArray), and the two template languages that turn it into text.
-// An object belongs to one thread at a time; a message that nobody writes to
-// may be formatted by several threads at once. Nothing here throws of its own
-// accord; the only failure reported is is_valid() returning false.
+// One numbered message as a value (OCMessage), its context (StreamArray) and the two template languages
+// that format it. An object belongs to one thread at a time; a message nobody writes to may be formatted by
+// several threads at once. Nothing throws of its own accord; the only failure reported is is_valid() false.
 #pragma once
 
 #include <sstream>

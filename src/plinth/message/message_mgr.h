@@ -1,7 +1,6 @@
-// The process-wide catalogue of numbered messages, read from one message
-// file, and the free functions that start and end it. Load it from one thread
-// before others look messages up; look-ups may then run in parallel. Failures
-// come back as a bool with the text in an `error` string; nothing throws.
+// The process-wide catalogue of numbered messages from one message file, and the functions that start and
+// end it. Load it from one thread before others look messages up; look-ups may then run in parallel.
+// Failures come back as a bool with their text in an `error` string; nothing throws.
 #pragma once
 
 #include <atomic>
