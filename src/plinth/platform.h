@@ -8,3 +8,4 @@
 #include "plinth/platform/os/os_regexp.h"
 #include "plinth/platform/os/os_thread.h"
 #include "plinth/platform/os/os_time.h"
+#include "plinth/platform/os/os_tokenizer.h"
