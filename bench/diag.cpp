@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <string>
 
@@ -27,13 +28,37 @@ namespace {
 const char* const kText = "the quick brown fox jumps over the lazy dog, value 12345";
 const char* const kFunction = "BM_DiagEnabledLine";
 
+// Millions of lines are written; none of them is kept. A plain array, so
+// that the exit handler can still read it after static strings are gone.
+char g_scratchDir[] = "/tmp/plinth-bench-diag-XXXXXX";
+
+void RemoveScratchDir() {
+  const std::string command = std::string("rm -rf '") + g_scratchDir + "'";
+  if (std::system(command.c_str()) != 0) std::fprintf(stderr, "cannot remove %s\n", g_scratchDir);
+}
+
 std::string ScratchDir() {
-  static std::string dir = [] {
-    char templ[] = "/tmp/plinth-bench-diag-XXXXXX";
-    if (!mkdtemp(templ)) std::abort();
-    return std::string(templ);
+  static const bool made = [] {
+    if (!mkdtemp(g_scratchDir)) std::abort();
+    std::atexit(&RemoveScratchDir);
+    return true;
   }();
-  return dir;
+  (void)made;
+  return g_scratchDir;
+}
+
+// Every file benchmark starts from an empty file, so that none of them pays
+// for a file that earlier runs made large. Writers append, so cutting a
+// file that is open is safe.
+void EmptyFile(const std::string& path) {
+  if (truncate(path.c_str(), 0) != 0) close(open(path.c_str(), O_WRONLY | O_CREAT, 0644));
+}
+
+std::string DiagFileName() {
+  std::string name;
+  if (auto* dest = dynamic_cast<LoggerFileDest*>(Logger::GetInstance()->getDest(TDiag::Instance()->m_sDestName)))
+    dest->GetFileName(name);
+  return name;
 }
 
 // The engine writes to a sequential file in the scratch directory; the
@@ -94,7 +119,10 @@ BENCHMARK(BM_DiagFuncScope)->Arg(0)->Arg(1);
 
 void BM_DiagEnabledLine(benchmark::State& state) {
   Engine();
-  if (state.thread_index() == 0) DbgLevelStore(plinth_diag_levels_.m_nDebugLevel, 3);
+  if (state.thread_index() == 0) {
+    DbgLevelStore(plinth_diag_levels_.m_nDebugLevel, 3);
+    EmptyFile(DiagFileName());
+  }
   for (auto _ : state) PLINTH_DIAG_AT(kFunction, 3, kText);
   state.SetItemsProcessed(state.iterations());
 }
@@ -103,8 +131,10 @@ BENCHMARK(BM_DiagEnabledLine)->Threads(1)->Threads(2)->UseRealTime();
 void BM_BareWrite(benchmark::State& state) {
   static const std::string line = SameLengthLine();
   static int fd = -1;
-  if (state.thread_index() == 0)
-    fd = open((ScratchDir() + "/bare.txt").c_str(), O_WRONLY | O_CREAT | O_APPEND | O_TRUNC, 0644);
+  if (state.thread_index() == 0) {
+    if (fd < 0) fd = open((ScratchDir() + "/bare.txt").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
+    EmptyFile(ScratchDir() + "/bare.txt");
+  }
   for (auto _ : state) benchmark::DoNotOptimize(write(fd, line.data(), line.size()));
   state.SetItemsProcessed(state.iterations());
 }
@@ -119,6 +149,7 @@ void BM_SpdlogFileFlushEveryLine(benchmark::State& state) {
     l->flush_on(spdlog::level::info);
     return l;
   }();
+  if (state.thread_index() == 0) EmptyFile(ScratchDir() + "/spdlog.txt");
   for (auto _ : state) logger->info(kText);
   state.SetItemsProcessed(state.iterations());
 }

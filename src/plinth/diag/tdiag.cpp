@@ -1,6 +1,8 @@
 #include "plinth/diag/tdiag.h"
 
 #include <cstdarg>
+#include <cstddef>
+#include <cstring>
 #include <cstdio>
 
 #include "plinth/diag/line_builder.h"
@@ -35,20 +37,34 @@ size_t NormalizeInto(const char* file, char* out, size_t capacity) {
   return n;
 }
 
-// "dd/mm/yyyy<tab>hh:mm:ss.mmm", 23 characters.
+// "dd/mm/yyyy<tab>hh:mm:ss.mmm", 23 characters. All but the milliseconds
+// stay the same for a second, so each thread keeps them ready.
 void AppendTimeStamp(LineBuilder& line, const _SYSTEMTIME& t) {
-  line.Unsigned(t.wDay, 2);
-  line.Char('/');
-  line.Unsigned(t.wMonth, 2);
-  line.Char('/');
-  line.Unsigned(t.wYear, 4);
-  line.Char('\t');
-  line.Unsigned(t.wHour, 2);
-  line.Char(':');
-  line.Unsigned(t.wMinute, 2);
-  line.Char(':');
-  line.Unsigned(t.wSecond, 2);
-  line.Char('.');
+  struct Cached {
+    _SYSTEMTIME fields{};
+    char text[20];
+    bool valid = false;
+  };
+  thread_local Cached cached;
+  const size_t secondBytes = offsetof(_SYSTEMTIME, wMilliseconds);
+  if (!cached.valid || std::memcmp(&cached.fields, &t, secondBytes) != 0) {
+    LineBuilder second(cached.text, sizeof cached.text);
+    second.Unsigned(t.wDay, 2);
+    second.Char('/');
+    second.Unsigned(t.wMonth, 2);
+    second.Char('/');
+    second.Unsigned(t.wYear, 4);
+    second.Char('\t');
+    second.Unsigned(t.wHour, 2);
+    second.Char(':');
+    second.Unsigned(t.wMinute, 2);
+    second.Char(':');
+    second.Unsigned(t.wSecond, 2);
+    second.Char('.');
+    cached.valid = second.size() == sizeof cached.text;
+    cached.fields = t;
+  }
+  line.Text(cached.text, sizeof cached.text);
   line.Unsigned(t.wMilliseconds, 3);
 }
 
