@@ -108,9 +108,12 @@ TEST_F(DiagTest, LinesOfTheMainThreadAndOfOthers) {
   });
   worker.join();
   EXPECT_EQ(g_evaluated, 0);
+  os_clock::advance_seconds(86400 + 1);  // the next day, a second later
+  PLINTH_DIAG_AT("Main::Run", 4, "tomorrow");
 
   const std::vector<std::string> lines = Lines();
-  ASSERT_EQ(lines.size(), 2u);  // "Enter" is level 6, finer than the file's 4
+  ASSERT_EQ(lines.size(), 3u);  // "Enter" is level 6, finer than the file's 4
+  EXPECT_EQ(lines[2].substr(0, 20), "19/11/2026\t12:54:50.");
   EXPECT_TRUE(std::regex_match(lines[0], std::regex("18/11/2026\t12:54:49\\.[0-9]{3}\t\\[4\\]\tengine_test\tMain::Run\tvalue 42")))
       << lines[0];
   EXPECT_EQ(Body(lines[1]), "\t[3]\tengine_test\tPrintFromScope(thread " + std::to_string(workerId) + ")\tfrom a worker");
