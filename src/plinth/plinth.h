@@ -4,4 +4,5 @@
 #include "plinth/platform.h"
 #include "plinth/logger.h"
 #include "plinth/message.h"
+#include "plinth/diag.h"
 #include "plinth/system.h"

@@ -7,4 +7,8 @@
 class os_this_thread {
 public:
   static uint32_t id() noexcept;
+  // The thread's pthread handle, as a number.
+  static unsigned long handle() noexcept;
+  // Sleeps the calling thread; the argument is in milliseconds.
+  static void sleep(int milliseconds) noexcept;
 };
