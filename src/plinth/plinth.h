@@ -2,5 +2,7 @@
 #pragma once
 
 #include "plinth/platform.h"
+#include "plinth/errors.h"
+#include "plinth/i18n.h"
 #include "plinth/logger.h"
 #include "plinth/system.h"
