@@ -114,7 +114,7 @@ TEST(NoCase, OrderAndEquality) {
   EXPECT_TRUE(OSLNoCaseString("X") == OSLNoCaseString("x"));
 }
 
-TEST(TextHelpers, TrimAndItoA) {
+TEST(TextHelpers, TrimOnlyTheFourBlanks) {
   std::string s = " \t\r\n inner  blank \n\t ";
   TrimBlanks(s);
   EXPECT_EQ(s, "inner  blank");
@@ -127,10 +127,7 @@ TEST(TextHelpers, TrimAndItoA) {
   s = "";
   TrimBlanks(s);
   EXPECT_EQ(s, "");
-  EXPECT_EQ(ItoA(-42), "-42");
-  EXPECT_EQ(ItoA(LONG_MIN), std::to_string(LONG_MIN));
-  EXPECT_EQ(crt_strspn("aabbc", "ab"), 4u);
-  EXPECT_LT(crt_strcoll("a", "b"), 0);
+  EXPECT_EQ(ItoA(LONG_MIN), "-9223372036854775808");
 }
 
 TEST(TextHelpers, ReadLineNeverDeliversAnUnterminatedLastLine) {
