@@ -84,7 +84,7 @@ void TDiag::GetLogFile(char* buffer, bool withPath) {
   if (m_bIsPIDUsed) text += "." + std::to_string(plinth::platform::process_id());
   if (m_bIsCyclic) {
     const os_date today = os_date::today();
-    char date[16];
+    char date[32];
     std::snprintf(date, sizeof date, ".%04d%02d%02d.", today.year(), today.month(), today.day());
     text += date;
     text += "#0001.txt";

@@ -7,8 +7,8 @@
 namespace i18n_aux {
 
 embedded_plus_operator& embedded_plus_operator::operator+(char const* text) {
-  m_sText = "@";
-  if (text) m_sText += text;
+  m_sText.assign(1, '@');
+  if (text) m_sText.append(text);
   return *this;
 }
 
