@@ -91,7 +91,8 @@ void DbgBuffer::Release() {
     // Blank markers, so a core file taken later doesn't show a stale block
     // as a live one.
     std::memset(block, ' ', kHeadSize);
-    std::memset(block + m_nSize - kTailSize, ' ', kTailSize);
+    // Found from the end pointer: ResetSize has stored the new size already.
+    std::memset(m_pEnd, ' ', kTailSize);
   }
   m_bEnabled.store(false, std::memory_order_relaxed);
   m_pBlock = m_pDataStart = m_pCursor = m_pEnd = nullptr;
