@@ -15,7 +15,6 @@ std::atomic<TDiag*> TDiag::m_pTheObject{nullptr};
 std::atomic<TDiag::LifeCycle> TDiag::m_eState{TDiag::eNotCreated};
 
 namespace {
-constexpr unsigned kContextCount = 32;
 constexpr int kDefaultPoolSize = 40;
 // Room for a normalised source file name in a composed line.
 constexpr size_t kMaxFileName = 255;
@@ -128,6 +127,7 @@ TDiag::~TDiag() {
   m_mFiles.clear();
   m_mContextNames.clear();
   m_vFormatPool.shrink_to_fit();
+  m_MemBuffer.Destroy();
   m_vContextLevels.clear();
 }
 
@@ -142,17 +142,26 @@ void TDiag::Initialize(const std::string& logPath, const std::string& iniPath, c
   m_sLogPath = logPath;
   m_sIniPath = iniPath;
   m_sLogicalName = logicalName;
-  const DbgLevels minimum{m_nMinimumDbgLvl.load(std::memory_order_relaxed),
-                          m_nMinimumBufLvl.load(std::memory_order_relaxed)};
-  m_vContextLevels.insert(m_vContextLevels.end(), kContextCount, minimum);
+  // The table is made once: printing threads read it without a lock, so a
+  // further call must not move it.
+  if (m_vContextLevels.size() < kContextCount) {
+    const DbgLevels minimum{m_nMinimumDbgLvl.load(std::memory_order_relaxed),
+                            m_nMinimumBufLvl.load(std::memory_order_relaxed)};
+    m_vContextLevels.insert(m_vContextLevels.end(), kContextCount, minimum);
+  }
 
-  // A further call would read the levels file for tokens only; the first
-  // sets up thread objects and would read keywords, defaults and tokens and
-  // look for the viewer. The levels file and the viewer attach at these
-  // two places.
-  if (m_eState.load(std::memory_order_relaxed) != eInitialized) {
+  const bool firstCall = m_eState.load(std::memory_order_relaxed) != eInitialized;
+  if (firstCall) {
     if (!m_Stacks.IsEnabled()) m_Stacks.Enable();
     m_Stacks.handleStacks(false);
+    // Keywords first, so that the minimums and IgnoreMinimum are known when
+    // every file gets its defaults; then the tokens land on top of them.
+    ReadLevelsFile(true);
+    SetDefaultLevelForAll();
+    ReadLevelsFile(false);
+    // The viewer is looked for here once it can be attached.
+  } else {
+    ReadAnotherLevelsFile();
   }
 
   m_pLogger = Logger::GetInstance();
@@ -163,8 +172,13 @@ void TDiag::Initialize(const std::string& logPath, const std::string& iniPath, c
 
   CreateDestinations();
   if (m_bApplyCleanup && m_bIsPIDUsed) m_pLogger->cleanupAllDests(static_cast<int>(m_nRetainDays));
-  // The level maps and the version registry are printed here once the
-  // engine can describe itself, and the memory buffer is set up here.
+  // The level maps and the version registry (PrintLevelMaps, PrintVersions)
+  // are printed here once the engine can describe itself.
+
+  // A further call leaves a live buffer and its text alone: its state and
+  // size only change through CreateBuffer, ResetBufferSize and DestroyBuffer.
+  if (firstCall && InitializeBuffer() == DbgBuffer::kNoMemory)
+    SayToFile("TDiag::Initialize", "Cannot allocate memory for DIAG buffer. DIAG buffer is turned to OFF");
   InitFormattingObjects();
   m_eState.store(eInitialized, std::memory_order_relaxed);
 }
@@ -246,13 +260,12 @@ void TDiag::Println(const DiagLocalData& data, const char* text) {
   AppendTimeStamp(line, now);
   AppendLineBody(line, data.m_nLevel, data.m_pFile, data.m_pFunction, IsMainThread(), text);
   buffer[line.size()] = '\n';
-  WriteLine(buffer, line.size() + 1, data.m_bToLog);
+  WriteLine(buffer, line.size() + 1, data.m_bToLog, data.m_bToBuffer);
 }
 
 void TDiag::PrintMsg(const std::string& text, const char* file, const char* function, int level, int context,
                      bool toLog, bool toBuffer) {
   (void)context;  // only the viewer is told the context
-  (void)toBuffer;
   char stamp[24];
   FormatTime(stamp, sizeof stamp);
   char buffer[kMaxPrintMsgLine + 1];
@@ -260,16 +273,25 @@ void TDiag::PrintMsg(const std::string& text, const char* file, const char* func
   line.Text(stamp);
   AppendLineBody(line, static_cast<unsigned>(level), file, function, IsMainThread(), text.c_str());
   buffer[line.size()] = '\n';
-  WriteLine(buffer, line.size() + 1, toLog);
+  // A cut line stays out of the buffer.
+  WriteLine(buffer, line.size() + 1, toLog, toBuffer && !line.overflowed());
 }
 
-void TDiag::WriteLine(const char* text, size_t length, bool toLog) {
-  std::string& line = ThreadLineBuffer();
-  line.assign(text, length);
+void TDiag::WriteLine(const char* text, size_t length, bool toLog, bool toBuffer) {
+  // A line for the buffer alone is never copied.
+  std::string* line = nullptr;
+  if (toLog) {
+    line = &ThreadLineBuffer();
+    line->assign(text, length);
+  }
   os_lock_guard guard(m_CritSect);
-  // The memory buffer and the viewer take the line here, in the same order
-  // as the file, once they are part of the engine.
-  if (toLog && !m_sDestName.empty()) m_pLogger->writeDest(m_sDestName, line, 0, 0);
+  if (toBuffer) m_MemBuffer.WriteMsg(text, static_cast<unsigned>(length));
+  if (line && !m_sDestName.empty()) m_pLogger->writeDest(m_sDestName, *line, 0, 0);
+  // The viewer takes the line here, in the same order, once it can be attached.
+}
+
+void TDiag::SayToFile(const char* function, const char* text) {
+  PrintMsg(text, __FILE__, function, 2, -1, m_bEnabled.load(std::memory_order_relaxed), false);
 }
 
 void TDiag::PrintDirectly(const char* text) {
@@ -367,7 +389,7 @@ TDiagFunc::~TDiagFunc() {
   const bool toLog = diag->m_bEnabled.load(std::memory_order_relaxed) &&
                      diag->GetFixedDebugLevel(DbgLevelLoad(m_pLevels->m_nDebugLevel)) >= 7;
   const bool toBuffer =
-      diag->m_bBufferWanted && diag->GetFixedBufferLevel(DbgLevelLoad(m_pLevels->m_nBufferLevel)) >= 7;
+      diag->m_bBufferWanted.load(std::memory_order_relaxed) && diag->GetFixedBufferLevel(DbgLevelLoad(m_pLevels->m_nBufferLevel)) >= 7;
   if (toLog || toBuffer) diag->PrintMsg("Exit", m_pFile, m_pFunction, 7, -1, toLog, toBuffer);
 }
 

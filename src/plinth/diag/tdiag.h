@@ -1,6 +1,8 @@
 // The diagnostic engine: the process-wide TDiag through which every
 // registered source file writes levelled lines to its diagnostic file, the
 // scope object TDiagFunc, and the helpers that make the level test inline.
+// Levels come from a levels file read at Initialize and from the setters
+// below at run time; recent lines can also go to a memory buffer.
 //
 // Threads: any thread may test levels and print; lines never mix. Instance
 // takes no lock, so its first call must come while the process is single
@@ -11,10 +13,12 @@
 
 #include <atomic>
 #include <cstdint>
+#include <iosfwd>
 #include <map>
 #include <string>
 #include <vector>
 
+#include "plinth/diag/dbg_buffer.h"
 #include "plinth/diag/diagstacks.h"
 #include "plinth/diag/format_obj.h"
 #include "plinth/platform/local_time.h"
@@ -34,6 +38,8 @@ public:
   static constexpr size_t kPrintfBuffer = 1800;
   static constexpr size_t kMaxPrintlnLine = 1988;
   static constexpr size_t kMaxPrintMsgLine = 1999;
+  // Context ids are masks over this many entries of the context table.
+  static constexpr unsigned kContextCount = 32;
 
   // ---- life cycle ----
   static TDiag* Instance();
@@ -67,9 +73,7 @@ public:
     const unsigned minimum = m_nMinimumBufLvl.load(std::memory_order_relaxed);
     return level > minimum ? level : minimum;
   }
-  // The memory buffer is not part of the engine yet; until it is, no line is
-  // meant for one.
-  bool IsBufferEnabled() const { return false; }
+  bool IsBufferEnabled() const { return m_MemBuffer.IsEnabled(); }
   // Both tests for a line of level N from a file with the given levels: a few
   // relaxed reads, no lock, no call. True when either passes.
   static bool TestLevels(const DbgLevels& levels, unsigned level, bool& toLog, bool& toBuffer) {
@@ -125,6 +129,46 @@ public:
     m_pAppInfoArgument = argument;
   }
 
+  // ---- levels of files and contexts (any thread; plain words, no lock) ----
+  // "3 5": debug level 3, buffer level 5; one number gives both. A text with
+  // no digit from 0 to 7 leaves both outputs as they were.
+  void Str2DbgLevels(const std::string& text, unsigned* debugLevel, unsigned* bufferLevel);
+  unsigned GetFileDebugLevel(const char* file, bool raw) const;
+  unsigned GetFileBufferLevel(const char* file) const;
+  unsigned GetContextDebugLevel(unsigned mask, bool raw) const;
+  unsigned GetContextBufferLevel(unsigned mask) const;
+  void SetDebugLevel(const char* file, unsigned level) { SetDiagBufferLevels(file, level, level); }
+  // "MinimumDbgLvl" and "*default" name the minimums; anything else a file.
+  void SetDiagBufferLevels(const char* file, unsigned debugLevel, unsigned bufferLevel);
+  void SetFileDiagBufferLevels(const char* file, unsigned debugLevel, unsigned bufferLevel);
+  void SetDebugLevel(unsigned mask, unsigned level) { SetDiagBufferLevels(mask, level, level); }
+  void SetDiagBufferLevels(unsigned mask, unsigned debugLevel, unsigned bufferLevel);
+  void GetFileVec(std::vector<std::string>& files) const;
+  // Names for the viewer; no part of any level test. An id keeps its first name.
+  void AddContext(const std::string& name, unsigned id) { m_mContextNames.emplace(id, name); }
+  void ClearContextMap() { m_mContextNames.clear(); }
+  unsigned GetMinimumBufferLevel() const { return m_nMinimumBufLvl.load(std::memory_order_relaxed); }
+  // Reads levels-file text from any stream by the rules of the levels file,
+  // applying its keywords, its tokens or both. Bad lines are skipped.
+  void ReadLevelsStream(std::istream& in, bool applyKeywords, bool applyTokens);
+
+  // ---- memory buffer ----
+  int InitializeBuffer();
+  int CreateBuffer();
+  int ResetBufferSize(unsigned sizeKB);
+  int DestroyBuffer();
+  int PrintBuffer(const char* file);
+  // Holds the engine lock only while it copies the block.
+  int QuickPrintBuffer(const char* file);
+  // No lock. A null file means the name GetFileName4Buffer gives.
+  int DumpBuffer(const char* file);
+  // No lock, no allocation: for crash paths. A time of 0 means now.
+  int DumpBufferSafe(int64_t time);
+  // The caller holds the engine lock.
+  void WriteToBuffer(const char* text, unsigned length) { m_MemBuffer.WriteMsg(text, length); }
+  DbgBuffer* GetMemBuffer() { return &m_MemBuffer; }
+  unsigned GetBufferSize() const { return m_MemBuffer.GetSize(); }
+
   // ---- output files ----
   void GetLogFile(char* buffer, bool withPath);
   void GetINIFile(char* buffer, bool withPath);
@@ -176,12 +220,16 @@ public:
   unsigned m_nRetainDays = 3;
   bool m_bApplyCleanup = true;
   void* m_hSpyWindow = nullptr;  // the viewer, once one can be attached
-  bool m_bBufferWanted = false;
+  DbgBuffer m_MemBuffer;
+  // Read without a lock by every scope that ends.
+  std::atomic<bool> m_bBufferWanted{false};
   unsigned m_nBufferSizeKB = 0;
   std::vector<FormatObj*> m_vFormatPool;  // owning
   int m_nPoolSize = 0;
   std::string (*m_pAppInfoProvider)(void*) = nullptr;
   void* m_pAppInfoArgument = nullptr;
+  // PrintVersions was read: the version registry is wanted once per process.
+  bool m_bPrintVersions = false;
 
 protected:
   TDiag();
@@ -199,6 +247,15 @@ protected:
   void CloseLogFile();
   void SetOutPutBufferingMode(long size);
 
+  bool OpenLvlsFile(std::ifstream& file);
+  bool ReadLevelsFile(bool keywordsOnly);
+  bool ReadAnotherLevelsFile();
+  bool IsKeyword(const std::string& key) const;
+  void ProcessKeyword(std::string& key, std::string& value);
+  void ProcessToken(std::string& key, std::string& value);
+  void SetDefaultLevelForAll();
+  void SetFileDebugLevel(const char* file, unsigned level) { SetFileDiagBufferLevels(file, level, level); }
+
   friend void exit_diag();
   friend class TDiagRegister;
 
@@ -206,7 +263,9 @@ private:
   static std::string DumpAppInfoIntoDiag(void* diag);
   bool IsMainThread() const;
   // Writes a composed line under the engine lock to where data says.
-  void WriteLine(const char* line, size_t length, bool toLog);
+  void WriteLine(const char* line, size_t length, bool toLog, bool toBuffer);
+  // A line of the engine's own about its set-up, to the file only.
+  void SayToFile(const char* function, const char* text);
 
   // Lines printed before Initialize filled the pool share this object.
   FormatObj m_EarlyFormatObj;

@@ -30,7 +30,8 @@ bool raw_write(int fd, const char* data, size_t size) noexcept {
 
 bool raw_write(int fd, const char* text) noexcept { return raw_write(fd, text, std::strlen(text)); }
 
-void raw_close(int fd) noexcept { ::close(fd); }
+// Not retried after EINTR: on Linux the descriptor is gone either way.
+bool raw_close(int fd) noexcept { return ::close(fd) == 0; }
 
 void raw_perror(const char* text) noexcept {
   const int saved = errno;

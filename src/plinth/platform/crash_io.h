@@ -13,7 +13,8 @@ int raw_open_append(const char* path, int permissions) noexcept;
 // Writes every byte, retrying after a signal; false when not all went out.
 bool raw_write(int fd, const char* data, size_t size) noexcept;
 bool raw_write(int fd, const char* text) noexcept;
-void raw_close(int fd) noexcept;
+// False when close reports an error (the data may not have reached the file).
+bool raw_close(int fd) noexcept;
 // The text, ": " and the description of errno, on standard error.
 void raw_perror(const char* text) noexcept;
 // The host name into the buffer, terminated; an empty text on failure.

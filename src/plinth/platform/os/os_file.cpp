@@ -41,6 +41,11 @@ bool os_file_system::is_directory(const std::string& path) {
   return stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
+bool os_file_system::is_regular_file(const std::string& path) {
+  struct stat st;
+  return stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
+}
+
 os_io_status::os_io_status(const std::string& path) {
   struct stat st;
   if (stat(path.c_str(), &st) != 0)

@@ -28,6 +28,8 @@ public:
   static void remove_if_exists(const std::string& path);
   static bool exists(const std::string& path);
   static bool is_directory(const std::string& path);
+  // A regular file, or a link to one: not a directory, pipe or device.
+  static bool is_regular_file(const std::string& path);
 };
 
 class os_io_status {

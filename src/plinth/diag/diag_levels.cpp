@@ -1,0 +1,362 @@
+// Levels of source files and contexts: the levels file read at Initialize,
+// and the getters and setters that change levels while the process runs.
+#include <climits>
+#include <cstring>
+#include <fstream>
+#include <limits>
+#include <string_view>
+
+#include "plinth/diag/tdiag.h"
+#include "plinth/platform/os/os_file.h"
+
+namespace {
+// Longest line of a levels file; longer lines are skipped whole.
+constexpr size_t kMaxLineLength = 259;
+const char* const kLevelsFileName = "DiagLvls.ini";
+constexpr int kSmallestPool = 40;
+// A pool beyond this helps no thread and could exhaust memory on a typo.
+constexpr int kLargestPool = 4096;
+
+bool IsSeparator(char c) { return c == ' ' || c == '=' || c == '\t'; }
+bool IsCSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
+
+// Reads an integer the way atoi and atol do: leading white space, a sign,
+// digits, anything else ends it. Saturates instead of overflowing. False
+// when no digit was found.
+bool ReadInteger(std::string_view text, long long& value) {
+  size_t i = 0;
+  while (i < text.size() && IsCSpace(text[i])) ++i;
+  bool negative = false;
+  if (i < text.size() && (text[i] == '+' || text[i] == '-')) negative = text[i++] == '-';
+  const size_t first = i;
+  long long n = 0;
+  constexpr long long kLimit = std::numeric_limits<long long>::max() / 10 - 1;
+  for (; i < text.size() && text[i] >= '0' && text[i] <= '9'; ++i)
+    if (n < kLimit) n = n * 10 + (text[i] - '0');
+  value = negative ? -n : n;
+  return i > first;
+}
+
+int AtoI(std::string_view text) {
+  long long value = 0;
+  ReadInteger(text, value);
+  if (value > INT_MAX) return INT_MAX;
+  if (value < INT_MIN) return INT_MIN;
+  return static_cast<int>(value);
+}
+
+// Both levels of a level value; false when it holds no digit from 0 to 7.
+bool ParseLevels(std::string_view text, unsigned& debugLevel, unsigned& bufferLevel) {
+  const size_t digit = text.find_first_of("01234567");
+  if (digit == std::string_view::npos) return false;
+  debugLevel = static_cast<unsigned>(AtoI(text.substr(digit)));
+  const size_t separator = text.find_first_of(" =\t");
+  if (separator != std::string_view::npos && separator != 0)
+    bufferLevel = static_cast<unsigned>(AtoI(text.substr(separator + 1)));
+  else
+    bufferLevel = debugLevel;
+  return true;
+}
+
+enum Keyword {
+  kNotKeyword,
+  kMinimumDbgLvl,
+  kEnable,
+  kIsCyclic,
+  kNumOfFiles,
+  kNumOfMessages,
+  kIgnoreMinimum,
+  kIsBuffer,
+  kMemBufferSize,
+  kDiagStacksOn,
+  kInstallSignals,
+  kNumOfFormatObjects,
+  kPrintLevelMaps,
+  kIsPIDUsed,
+  kFlushBufferSize,
+  kPrintVersions,
+  kRetainDays,
+  kApplyCleanup,
+};
+
+// Exact match, case included.
+Keyword KeywordOf(std::string_view key) {
+  static constexpr std::pair<std::string_view, Keyword> kKeywords[] = {
+      {"MinimumDbgLvl", kMinimumDbgLvl},
+      {"*default", kMinimumDbgLvl},
+      {"Enable", kEnable},
+      {"IsCyclic", kIsCyclic},
+      {"NumOfFiles", kNumOfFiles},
+      {"NumOfMessages", kNumOfMessages},
+      {"IgnoreMinimum", kIgnoreMinimum},
+      {"IsBuffer", kIsBuffer},
+      {"MemBufferSize", kMemBufferSize},
+      {"DiagStacksOn", kDiagStacksOn},
+      {"InstallSignals", kInstallSignals},
+      {"NumOfFormatObjects", kNumOfFormatObjects},
+      {"PrintLevelMaps", kPrintLevelMaps},
+      {"IsPIDUsed", kIsPIDUsed},
+      {"FlushBufferSize", kFlushBufferSize},
+      {"PrintVersions", kPrintVersions},
+      {"RetainDays", kRetainDays},
+      {"ApplyCleanup", kApplyCleanup},
+  };
+  for (const auto& [name, keyword] : kKeywords)
+    if (name == key) return keyword;
+  return kNotKeyword;
+}
+}  // namespace
+
+// ---- reading the levels file ----
+
+bool TDiag::OpenLvlsFile(std::ifstream& file) {
+  const std::string prefix = m_sIniPath.empty() ? std::string() : m_sIniPath + "/";
+  const std::string name = m_pOutputFileName ? m_pOutputFileName : "";
+  std::string candidates[3];
+  candidates[0] = prefix + name + (m_sLogicalName.empty() ? "" : "." + m_sLogicalName) + "_" + kLevelsFileName;
+  candidates[1] = prefix + name + "_" + kLevelsFileName;
+  candidates[2] = prefix + kLevelsFileName;
+  for (const std::string& candidate : candidates) {
+    // A directory, pipe or device under the name is no levels file: a pipe
+    // would block the open, a device might never end.
+    if (!os_file_system::is_regular_file(candidate)) continue;
+    file.open(candidate, std::ios::in | std::ios::binary);
+    if (file.is_open()) return true;
+    file.clear();
+  }
+  return false;
+}
+
+bool TDiag::ReadLevelsFile(bool keywordsOnly) {
+  std::ifstream file;
+  if (!OpenLvlsFile(file)) return false;
+  ReadLevelsStream(file, true, !keywordsOnly);
+  return true;
+}
+
+bool TDiag::ReadAnotherLevelsFile() {
+  std::ifstream file;
+  if (!OpenLvlsFile(file)) return false;
+  ReadLevelsStream(file, false, true);
+  return true;
+}
+
+void TDiag::ReadLevelsStream(std::istream& in, bool applyKeywords, bool applyTokens) {
+  // Room for a line of the longest length, its CR and the terminator.
+  char buffer[kMaxLineLength + 2];
+  for (;;) {
+    in.getline(buffer, sizeof buffer);
+    const std::streamsize extracted = in.gcount();
+    if (in.bad()) return;
+    if (in.fail()) {
+      if (in.eof() || extracted == 0) return;
+      // Over-long: skip the rest of it and read on.
+      in.clear();
+      in.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+      if (in.bad()) return;
+      continue;
+    }
+    // gcount counts the line end when one was taken.
+    size_t length = static_cast<size_t>(extracted) - (in.eof() ? 0 : 1);
+    if (length > 0 && buffer[length - 1] == '\r') --length;
+    if (length == 0 || length > kMaxLineLength || buffer[0] == '#') continue;
+    size_t separator = 0;
+    while (separator < length && !IsSeparator(buffer[separator])) ++separator;
+    if (separator == 0 || separator == length) continue;
+
+    std::string key(buffer, separator);
+    std::string value(buffer + separator + 1, length - separator - 1);
+    if (applyKeywords) ProcessKeyword(key, value);
+    if (applyTokens && !IsKeyword(key)) ProcessToken(key, value);
+    if (in.eof()) return;
+  }
+}
+
+bool TDiag::IsKeyword(const std::string& key) const { return KeywordOf(key) != kNotKeyword; }
+
+void TDiag::ProcessKeyword(std::string& key, std::string& value) {
+  switch (KeywordOf(key)) {
+    case kNotKeyword:
+    case kInstallSignals:
+      return;
+    case kMinimumDbgLvl: {
+      unsigned debugLevel = 0, bufferLevel = 0;
+      if (!ParseLevels(value, debugLevel, bufferLevel)) return;
+      m_nMinimumDbgLvl.store(debugLevel, std::memory_order_relaxed);
+      m_nMinimumBufLvl.store(bufferLevel, std::memory_order_relaxed);
+      return;
+    }
+    case kEnable:
+      SetDiagEnabled(AtoI(value) == 1);
+      return;
+    case kIsCyclic:
+      m_bIsCyclic = AtoI(value) != 0;
+      return;
+    case kNumOfFiles:
+      m_nNumOfCyclic = static_cast<unsigned>(AtoI(value));
+      return;
+    case kNumOfMessages:
+      m_nPrintsPerFile = static_cast<unsigned>(AtoI(value));
+      return;
+    case kIgnoreMinimum:
+      m_bIgnoreMinimum.store(AtoI(value) != 0, std::memory_order_relaxed);
+      return;
+    case kIsBuffer:
+      m_bBufferWanted.store(AtoI(value) == 1, std::memory_order_relaxed);
+      return;
+    case kMemBufferSize: {
+      long long sizeKB = 0;
+      ReadInteger(value, sizeKB);
+      // Below zero means the default size; above the largest block, the largest.
+      if (sizeKB < 0) sizeKB = 0;
+      if (sizeKB > UINT_MAX) sizeKB = UINT_MAX;
+      m_nBufferSizeKB = static_cast<unsigned>(sizeKB);
+      return;
+    }
+    case kDiagStacksOn:
+      if (value == "false") {
+        m_Stacks.handleStacks(true);
+      } else if (value == "NoTLS") {
+        m_Stacks.Disable();
+        m_Stacks.handleStacks(false);
+      } else {
+        if (!m_Stacks.IsEnabled()) m_Stacks.Enable();
+        m_Stacks.handleStacks(true);
+      }
+      return;
+    case kNumOfFormatObjects: {
+      int size = AtoI(value);
+      if (size < kSmallestPool) size = kSmallestPool;
+      if (size > kLargestPool) size = kLargestPool;
+      m_nPoolSize = size;
+      return;
+    }
+    case kPrintLevelMaps:
+      m_bPrintLevelMaps = AtoI(value) == 1;
+      return;
+    case kIsPIDUsed:
+      m_bIsPIDUsed = AtoI(value) == 1;
+      return;
+    case kFlushBufferSize:
+      SetOutPutBufferingMode(AtoI(value));
+      return;
+    case kPrintVersions:
+      m_bPrintVersions = true;
+      return;
+    case kRetainDays:
+      m_nRetainDays = static_cast<unsigned>(AtoI(value));
+      return;
+    case kApplyCleanup:
+      m_bApplyCleanup = AtoI(value) == 1;
+      return;
+  }
+}
+
+void TDiag::ProcessToken(std::string& key, std::string& value) {
+  if (key.empty()) return;
+  unsigned debugLevel = 0, bufferLevel = 0;
+  const bool haveLevels = ParseLevels(value, debugLevel, bufferLevel);
+  if (key[0] == '&') {
+    long long index = 0;
+    if (!ReadInteger(std::string_view(key).substr(1), index)) return;
+    if (index >= static_cast<long long>(kContextCount)) {
+      SayToFile("TDiag::ProcessToken", "Invalid Context Id was specified in INI file");
+      return;
+    }
+    const unsigned mask = index < 0 ? 0u : 1u << index;
+    if (haveLevels) SetDiagBufferLevels(mask, debugLevel, bufferLevel);
+    return;
+  }
+  if (!haveLevels) return;
+  const std::string name = NormalizeFileName(key.c_str());
+  SetDiagBufferLevels(name.c_str(), debugLevel, bufferLevel);
+}
+
+void TDiag::SetDefaultLevelForAll() {
+  if (!m_bIgnoreMinimum.load(std::memory_order_relaxed)) return;
+  const unsigned debugLevel = m_nMinimumDbgLvl.load(std::memory_order_relaxed);
+  const unsigned bufferLevel = m_nMinimumBufLvl.load(std::memory_order_relaxed);
+  for (auto& [name, levels] : m_mFiles) {
+    if (!levels) continue;
+    DbgLevelStore(levels->m_nDebugLevel, debugLevel);
+    DbgLevelStore(levels->m_nBufferLevel, bufferLevel);
+  }
+  SetDiagBufferLevels(~0u, debugLevel, bufferLevel);
+}
+
+void TDiag::Str2DbgLevels(const std::string& text, unsigned* debugLevel, unsigned* bufferLevel) {
+  unsigned debug = 0, buffer = 0;
+  if (!ParseLevels(text, debug, buffer)) return;
+  if (debugLevel) *debugLevel = debug;
+  if (bufferLevel) *bufferLevel = buffer;
+}
+
+// ---- levels at run time ----
+
+unsigned TDiag::GetFileDebugLevel(const char* file, bool raw) const {
+  const auto it = file ? m_mFiles.find(NormalizeFileName(file)) : m_mFiles.end();
+  if (it == m_mFiles.end() || !it->second) return m_nMinimumDbgLvl.load(std::memory_order_relaxed);
+  const unsigned level = DbgLevelLoad(it->second->m_nDebugLevel);
+  return raw ? level : GetFixedDebugLevel(level);
+}
+
+unsigned TDiag::GetFileBufferLevel(const char* file) const {
+  const auto it = file ? m_mFiles.find(NormalizeFileName(file)) : m_mFiles.end();
+  if (it == m_mFiles.end() || !it->second) return m_nMinimumBufLvl.load(std::memory_order_relaxed);
+  return GetFixedBufferLevel(DbgLevelLoad(it->second->m_nBufferLevel));
+}
+
+unsigned TDiag::GetContextDebugLevel(unsigned mask, bool raw) const {
+  unsigned result = raw ? 1 : m_nMinimumDbgLvl.load(std::memory_order_relaxed);
+  const size_t entries = std::min<size_t>(m_vContextLevels.size(), kContextCount);
+  for (size_t i = 0; i < entries; ++i) {
+    if (!(mask & (1u << i))) continue;
+    unsigned level = DbgLevelLoad(m_vContextLevels[i].m_nDebugLevel);
+    if (!raw) level = GetFixedDebugLevel(level);
+    if (level > result) result = level;
+  }
+  return result;
+}
+
+unsigned TDiag::GetContextBufferLevel(unsigned mask) const {
+  unsigned result = m_nMinimumBufLvl.load(std::memory_order_relaxed);
+  const size_t entries = std::min<size_t>(m_vContextLevels.size(), kContextCount);
+  for (size_t i = 0; i < entries; ++i) {
+    if (!(mask & (1u << i))) continue;
+    const unsigned level = GetFixedBufferLevel(DbgLevelLoad(m_vContextLevels[i].m_nBufferLevel));
+    if (level > result) result = level;
+  }
+  return result;
+}
+
+void TDiag::SetDiagBufferLevels(const char* file, unsigned debugLevel, unsigned bufferLevel) {
+  if (!file) return;
+  if (std::strcmp(file, "MinimumDbgLvl") != 0 && std::strcmp(file, "*default") != 0) {
+    SetFileDiagBufferLevels(file, debugLevel, bufferLevel);
+    return;
+  }
+  m_nMinimumDbgLvl.store(debugLevel, std::memory_order_relaxed);
+  m_nMinimumBufLvl.store(bufferLevel, std::memory_order_relaxed);
+  SetDefaultLevelForAll();
+}
+
+void TDiag::SetFileDiagBufferLevels(const char* file, unsigned debugLevel, unsigned bufferLevel) {
+  if (!file) return;
+  const auto it = m_mFiles.find(NormalizeFileName(file));
+  if (it == m_mFiles.end() || !it->second) return;
+  DbgLevelStore(it->second->m_nDebugLevel, debugLevel);
+  DbgLevelStore(it->second->m_nBufferLevel, bufferLevel);
+}
+
+void TDiag::SetDiagBufferLevels(unsigned mask, unsigned debugLevel, unsigned bufferLevel) {
+  const size_t entries = std::min<size_t>(m_vContextLevels.size(), kContextCount);
+  for (size_t i = 0; i < entries; ++i) {
+    if (!(mask & (1u << i))) continue;
+    DbgLevelStore(m_vContextLevels[i].m_nDebugLevel, debugLevel);
+    DbgLevelStore(m_vContextLevels[i].m_nBufferLevel, bufferLevel);
+  }
+}
+
+void TDiag::GetFileVec(std::vector<std::string>& files) const {
+  for (const auto& [name, levels] : m_mFiles) files.push_back(name);
+}
