@@ -12,11 +12,10 @@ namespace {
 std::string Byte(int b) { return std::string(1, static_cast<char>(b)); }
 }  // namespace
 
-TEST(CaseTables, Windows1252MappingsAndTheirInverse) {
+TEST(CaseTables, Windows1252MappingsTheirInverseAndTheIntForms) {
   EXPECT_EQ(ToLower(Byte(0xC0)), Byte(0xE0));
   EXPECT_EQ(ToLower(Byte(0x9F)), Byte(0xFF));
   EXPECT_EQ(ToLower(Byte(0xD7)), Byte(0xD7));
-  EXPECT_EQ(ToUpper(Byte(0xFF)), Byte(0x9F));
   EXPECT_EQ(ToUpper(Byte(0xB5)), Byte(0xB5));
   EXPECT_EQ(ToUpper(Byte(0xF7)), Byte(0xF7));
   EXPECT_EQ(ToUpper("Hello, World 9"), "HELLO, WORLD 9");
@@ -29,8 +28,7 @@ TEST(CaseTables, Windows1252MappingsAndTheirInverse) {
       ++changed;
       EXPECT_EQ(LowerCaseTable[up], c) << c;  // exact inverse
     } else if (LowerCaseTable[c] == c) {
-      // Bytes without case map to themselves in both tables.
-      EXPECT_EQ(UpperCaseTable[c], c);
+      EXPECT_EQ(UpperCaseTable[c], c);  // bytes without case map to themselves
     }
     EXPECT_EQ(ToUpperL(c), up);
     EXPECT_EQ(ToLowerL(c), LowerCaseTable[c]);
@@ -44,31 +42,26 @@ TEST(CaseTables, Windows1252MappingsAndTheirInverse) {
   EXPECT_EQ(s, "MIXED" + Byte(0xDE));
   ToLower2L(s);
   EXPECT_EQ(s, "mixed" + Byte(0xFE));
-}
 
-TEST(CaseTables, IntFormsOutsideAByte) {
+  // Int forms outside a byte; a signed char's value counts as its byte.
   EXPECT_EQ(ToUpperL(256), 255);
   EXPECT_EQ(ToLowerL(INT_MAX), 255);
-  EXPECT_EQ(IsWordSeperatorL(256), 0);
-  // A signed char's value counts as its byte.
+  EXPECT_EQ(ToUpperL(-129), 255);
   EXPECT_EQ(ToUpperL(static_cast<char>(0xFF)), 0x9F);
   EXPECT_EQ(ToLowerL(static_cast<char>(0xC0)), 0xE0);
-  EXPECT_EQ(IsWordSeperatorL(static_cast<char>(0xD8)), 1);
-  EXPECT_EQ(ToUpperL(-129), 255);
-  EXPECT_EQ(IsWordSeperatorL(-129), 0);
 }
 
 TEST(WordSeperator, TableEntries) {
-  const char blank = ' ', underscore = '_', letter = 'q', digit = '7';
-  const char oslash = static_cast<char>(0xD8), soft = static_cast<char>(0xAD);
-  EXPECT_EQ(IsWordSeperator(&blank), 1);
-  EXPECT_EQ(IsWordSeperator(&underscore), 1);
+  const char oslash = static_cast<char>(0xD8), soft = static_cast<char>(0xAD), letter = 'q';
   EXPECT_EQ(IsWordSeperator(&oslash), 1);
-  EXPECT_EQ(IsWordSeperator(&letter), 0);
-  EXPECT_EQ(IsWordSeperator(&digit), 0);
   EXPECT_EQ(IsWordSeperator(&soft), 0);
+  EXPECT_EQ(IsWordSeperator(&letter), 0);
   EXPECT_EQ(IsWordSeperator(nullptr), 0);
   EXPECT_EQ(IsWordSeperatorL(0xD7), 0);
+  EXPECT_EQ(IsWordSeperatorL('7'), 0);
+  EXPECT_EQ(IsWordSeperatorL(256), 0);
+  EXPECT_EQ(IsWordSeperatorL(-129), 0);
+  EXPECT_EQ(IsWordSeperatorL(static_cast<char>(0xD8)), 1);
 
   const std::string separators = std::string("\t\n\r") + " !\"#$%&'()*+,-./:;<=>?@[\\]^_`{|}~";
   int count = 0;
@@ -78,22 +71,15 @@ TEST(WordSeperator, TableEntries) {
 }
 
 TEST(NoCase, OrderAndEquality) {
-  EXPECT_EQ(cmp_nocase("abc", "ABC"), 0);
-  EXPECT_TRUE(StrCmpI("abc", "ABC"));
-  EXPECT_TRUE(StrCmpI("", ""));
-  EXPECT_FALSE(StrCmpI("abc", "abcd"));
-  EXPECT_LT(cmp_nocase("abc", "abcd"), 0);  // shorter first on a common prefix
-  EXPECT_GT(cmp_nocase("abcd", "ABC"), 0);
   // Bytes compare unsigned after mapping: 0xE9 (é, upper 0xC9) sorts after 'Z'.
   EXPECT_GT(cmp_nocase(Byte(0xE9), "z"), 0);
   EXPECT_EQ(cmp_nocase(Byte(0xE9), Byte(0xC9)), 0);
-  // 'a' maps to 'A' (0x41) which sorts before '_' (0x5F): the upper-case order.
-  EXPECT_LT(cmp_nocase("a", "_"), 0);
   EXPECT_EQ(cmp_nocase(std::string("a\0b", 3), std::string("A\0B", 3)), 0);
   EXPECT_LT(cmp_nocase(std::string("a\0a", 3), std::string("A\0B", 3)), 0);
 
   // The result agrees in sign with comparing mapped copies, on every pair of
-  // short strings over a few interesting bytes.
+  // short strings over a few interesting bytes: shorter first on a common
+  // prefix, and the upper-case order ('a' as 0x41 sorts before '_').
   const std::vector<std::string> words = {"", "a", "A", "b", "_", Byte(0xFF), Byte(0x9F),
                                           Byte(0xE0), "ab", "aB", Byte(0xD7), "a" + Byte(0xFF)};
   for (const auto& x : words)
@@ -111,7 +97,6 @@ TEST(NoCase, OrderAndEquality) {
   EXPECT_EQ(vars.size(), 2u);
   EXPECT_EQ(vars.at("path"), 2);
   EXPECT_EQ(vars.begin()->first, "home");  // H before P, whatever the case
-  EXPECT_TRUE(OSLNoCaseString("X") == OSLNoCaseString("x"));
 }
 
 TEST(TextHelpers, TrimOnlyTheFourBlanks) {
@@ -124,9 +109,6 @@ TEST(TextHelpers, TrimOnlyTheFourBlanks) {
   s = "\v\fx\v";  // only the four blanks count
   TrimBlanks(s);
   EXPECT_EQ(s, "\v\fx\v");
-  s = "";
-  TrimBlanks(s);
-  EXPECT_EQ(s, "");
   EXPECT_EQ(ItoA(LONG_MIN), "-9223372036854775808");
 }
 
@@ -138,7 +120,6 @@ TEST(TextHelpers, ReadLineNeverDeliversAnUnterminatedLastLine) {
   pos = ReadLine("a\r\n", pos, line);
   EXPECT_EQ(line, "");
   EXPECT_EQ(pos, ReadLineEnd);
-  EXPECT_EQ(ReadLineEnd, 0xFFFFFFFFu);
 
   const std::string text = "one\n\r\n\n\r\rtwo\ntail";
   std::vector<std::string> lines;

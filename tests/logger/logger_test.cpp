@@ -33,7 +33,6 @@ TEST(ParamsHolder, UniqueInsertionAndLookUpIntoOutParameters) {
 
   // A copy owns its maps and still answers after the source is gone.
   auto* source = new LoggerParams(p);
-  source->GetString("name", s);
   LoggerParams copy(*source);
   delete source;
   EXPECT_TRUE(copy.GetInt("type", i));
@@ -63,9 +62,12 @@ TEST_F(LoggerTest, SecondInitKeepsPathAndCallback) {
   std::string name;
   dynamic_cast<LoggerFileDest*>(logger->getDest("sequential_files"))->GetFileName(name);
   EXPECT_EQ(name, dir / "app.txt");
+  // A ring written before it is opened refuses; the first callback is still in place.
   ASSERT_EQ(Create(Cyclic("bad", 2, 2, "x")), 0u);
+  EXPECT_FALSE(logger->getDest("x")->Write("refused: never opened\n", 0, 0));
   logger->writeDest("x", "refused: never opened\n", 0, 0);
-  EXPECT_EQ(CallbackTexts().size(), 1u);  // the first callback is still in place
+  EXPECT_EQ(CallbackTexts().size(), 1u);
+  EXPECT_EQ(dir.names().size(), 1u);  // the emergency file; no ring file
 }
 
 TEST_F(LoggerTest, CreateFailuresGoToTheEmergencyFile) {
@@ -117,6 +119,9 @@ TEST_F(LoggerTest, TableOperationsOnKnownAndUnknownNames) {
   EXPECT_FALSE(logger->getDest("cyclic_files")->IsEnabled());
   EXPECT_EQ(logger->enableAllDests(), 1u);
   EXPECT_TRUE(logger->getDest("cyclic_files")->IsEnabled());
+  // A write to a disabled ring brings it back, into the file it had open.
+  logger->disableDest("cyclic_files");
+  EXPECT_FALSE(logger->writeDest("cyclic_files", "resumed\n", 0, 0));
   // initDest hands the destination the Logger's error stream; files ignore it.
   LoggerParams init = Cyclic("ring", 3, 10);
   EXPECT_EQ(logger->initDest(init, elements), 1u);
@@ -126,7 +131,7 @@ TEST_F(LoggerTest, TableOperationsOnKnownAndUnknownNames) {
 
   std::string file;
   CyclicDest()->GetFileName(file);
-  EXPECT_EQ(ReadFile(file), "line\nall\n");
+  EXPECT_EQ(ReadFile(file), "line\nall\nresumed\n");
   EXPECT_EQ(logger->removeDest("cyclic_files"), 0u);
   EXPECT_EQ(logger->getDestCount(), 0u);
 }

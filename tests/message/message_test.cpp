@@ -2,10 +2,10 @@
 // language, the simple %s form, the context and validation.
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <regex>
 
 #include "common/temp_dir.h"
+#include "common/trace_env.h"
 #include "plinth/plinth.h"
 
 using namespace plinth_test;
@@ -35,34 +35,19 @@ TEST(OCMessage, ConstructorCopiesTheContextAndLeavesTheBoxEmpty) {
   context.addPair("file", "a.txt");
   context.addText("free");
   OCMessage m(7, "P", "S", "T", "Src", "D", "L", &context, "pat", "pair", "frame");
-  EXPECT_EQ(m.m_eType, eMsgTypePlain);
-  EXPECT_EQ(m.m_nBoxWidth, 0);
-  EXPECT_EQ(m.m_nBoxHeight, 0);
+  EXPECT_EQ(std::make_pair(m.m_nBoxWidth, m.m_nBoxHeight), std::make_pair(0, 0));
   context.addPair("later", "x");
   EXPECT_EQ(*m.getContext()->getConetxt_vector(), (std::vector<std::string>{"file", "a.txt"}));
   EXPECT_EQ(m.getContext()->toString(), "free");
   EXPECT_TRUE(m.getContext()->isBreakedDownArray());
-  m.setContextPattern("[%s]", "%s:%s;");
-  EXPECT_EQ(m.m_sContextFrame, "[%s]");
-  EXPECT_EQ(m.m_sContextPair, "%s:%s;");
 }
 
 TEST(OCMessage, StrIdIsZeroFilledToFiveDigits) {
   OCMessage m = Make("x");
-  m.setID(7);
-  EXPECT_EQ(m.getStrID(), "00007");
-  m.setID(123456);
-  EXPECT_EQ(m.getStrID(), "123456");
-  m.setID(0);
-  EXPECT_EQ(m.getStrID(), "00000");
-}
-
-TEST(OCMessage, DecoratesTheFileMessageToFourLines) {
-  OCMessage m = Make("Cannot open {1}\n", {"a.txt"});
-  EXPECT_EQ(m.decorate(), "FIL-1001E:\tFiles - Open failed.\nCannot open a.txt\n.\n.");
-  // The catalogue's own pattern, without the full stops.
-  m.setPattern(OCMessageMgr::DefaultPattern);
-  EXPECT_EQ(m.decorate(), "FIL-1001E:\tFiles - Open failed.\nCannot open a.txt\n\n");
+  for (const auto& [id, text] : {std::pair{7, "00007"}, std::pair{123456, "123456"}, std::pair{0, "00000"}}) {
+    m.setID(id);
+    EXPECT_EQ(m.getStrID(), text);
+  }
 }
 
 TEST(OCMessage, PatternKeywordsAreWholeTokensWithOrWithoutDollar) {
@@ -80,6 +65,10 @@ TEST(OCMessage, PatternKeywordsAreWholeTokensWithOrWithoutDollar) {
   EXPECT_EQ(m.decorate(), "-3");
   m.setPattern("");
   EXPECT_EQ(m.decorate(), "");
+  // The catalogue's own pattern, without the full stops of the entry pattern.
+  OCMessage file = Make("Cannot open {1}\n", {"a.txt"});
+  file.setPattern(OCMessageMgr::DefaultPattern);
+  EXPECT_EQ(file.decorate(), "FIL-1001E:\tFiles - Open failed.\nCannot open a.txt\n\n");
 }
 
 TEST(OCMessage, PlainDescriptionComesBackUnchangedFromEveryForm) {
@@ -153,8 +142,8 @@ TEST(OCMessage, VectorFormCutsAtSemicolonsAndKeepsMarks) {
 }
 
 TEST(OCMessage, ValidityNeedsEveryTextAndAnEntryForAnAssignment) {
-  EXPECT_TRUE(Make("d").is_valid());
   OCMessage m = Make("d");
+  EXPECT_TRUE(m.is_valid());
   m.setLogical_name("FILE_ENTRY=1000");
   EXPECT_TRUE(m.is_valid());
   m.setLogical_name("FILE=1000");
@@ -202,7 +191,7 @@ TEST(OCMessage, ContextIsFreeTextOrFramedPairs) {
   EXPECT_EQ(p.decorate(), "ignored while pairs are given");
 }
 
-TEST(OCMessage, ContextFormatsAreSafeWithAnyConversion) {
+TEST(OCMessage, ContextFormatsAreSafeWithAnyConversionAndCutToTheirBuffers) {
   OCMessage m = Make("d");
   m.setPattern("${CTXT}");
   StreamArray pairs(true);
@@ -217,18 +206,15 @@ TEST(OCMessage, ContextFormatsAreSafeWithAnyConversion) {
   EXPECT_EQ(m.decorate().size(), 255u);
   m.setContextPattern("%", "%");
   EXPECT_EQ(m.decorate(), "%");
-}
 
-TEST(OCMessage, ContextLongerThanItsBuffersIsCut) {
-  OCMessage m = Make("d");
-  m.setPattern("${CTXT}");
-  StreamArray pairs(true);
+  // A context longer than its buffers is cut.
+  m.setContextPattern("{%s}", "%s=%s ");
   pairs.addPair("long", std::string(1000, 'v'));
   pairs.addPair("next", "x");
   m.setContext(&pairs);
   const std::string text = m.decorate();
   ASSERT_EQ(text.size(), 255u);
-  EXPECT_EQ(text.substr(0, 6), "{long=");
+  EXPECT_EQ(text.substr(0, 17), "{name=value long=");
   EXPECT_EQ(text.find("next"), std::string::npos);
   // The frame is cut as well: its own text counts against the buffer.
   m.setContextPattern(std::string(300, '<') + "%s", "%s=%s ");
@@ -290,11 +276,8 @@ TEST(OCMessage, SettingAContextTwiceKeepsBothTextsButCopiesReplace) {
 
 TEST(OCMessage, TracesValidationAndContextUnderItsOwnName) {
   TempDir dir;
-  setenv("PT_TRACE_ON", "1", 1);
-  setenv("PT_TRACE_LEVEL", "4", 1);
-  setenv("PT_TRACE_VERBOSE", "1", 1);
-  setenv("PT_TRACE_FILE", (dir / "trace.txt").c_str(), 1);
-  unsetenv("PT_TRACE_OUT");
+  TraceEnvironment({{"PT_TRACE_ON", "1"}, {"PT_TRACE_LEVEL", "4"}, {"PT_TRACE_VERBOSE", "1"},
+                    {"PT_TRACE_FILE", dir / "trace.txt"}});
   Tracer::getInstance();
 
   OCMessage m = Make("Cannot open {1}", {"a.txt"});
@@ -306,11 +289,9 @@ TEST(OCMessage, TracesValidationAndContextUnderItsOwnName) {
   const std::string formatted = m.decorate();
   const bool valid = m.is_valid();
 
-  const std::string trace = ReadFile(dir / "trace.txt");
   const std::regex line("[0-9]{4} [0-9:.]{12} \\[4\\] TID:[0-9]+ \\(OCMessage:[0-9]+\\): (.*)");
   std::vector<std::string> texts;
-  std::stringstream ss(trace);
-  for (std::string l; std::getline(ss, l);) {
+  for (const std::string& l : Lines(ReadFile(dir / "trace.txt"))) {
     std::smatch match;
     ASSERT_TRUE(std::regex_match(l, match, line)) << l;
     texts.push_back(match[1]);

@@ -8,7 +8,7 @@
 
 using namespace plinth_test;
 
-TEST(OsRegexp, SearchGivesTheFirstMatchInsideTheRange) {
+TEST(OsRegexp, SearchMatchAndQuote) {
   const os_regexp number("#[0-9]{4}", false, false);
   const std::string text = "a#12.b#0042.txt";
   auto r = number.search(text.c_str(), 0, static_cast<unsigned>(text.size()));
@@ -23,15 +23,11 @@ TEST(OsRegexp, SearchGivesTheFirstMatchInsideTheRange) {
   EXPECT_FALSE(caseless.matches_whole("xabc.txt"));
   EXPECT_FALSE(caseless.matches_whole("abc.txt.bak"));
   EXPECT_THROW(os_regexp("(unclosed", false, false), os_toolkit_error);
-}
 
-TEST(OsRegexp, QuotedTextMatchesOnlyItself) {
-  const std::vector<std::string> texts = {"a.b", "x+y(1)[2]{3}", "back\\slash", "^$|?*", "dash-#hash",
-                                           std::string("nul\0byte", 8)};
-  for (const std::string& raw : texts) {
-    const os_regexp literal(os_regexp::quote(raw), false, false);
-    EXPECT_TRUE(literal.matches_whole(raw)) << raw;
-  }
+  // Quoted text matches only itself.
+  for (const std::string& raw : {std::string("a.b"), std::string("x+y(1)[2]{3}"), std::string("back\\slash"),
+                                 std::string("^$|?*"), std::string("dash-#hash"), std::string("nul\0byte", 8)})
+    EXPECT_TRUE(os_regexp(os_regexp::quote(raw), false, false).matches_whole(raw)) << raw;
   EXPECT_FALSE(os_regexp(os_regexp::quote("a.b"), false, false).matches_whole("axb"));
 }
 
@@ -87,10 +83,6 @@ TEST(OsTime, ClockMovesAndFormatsInLocalTime) {
   EXPECT_EQ(t.to_string("%y%m%d_%H%M%S"), "261124_124500");
   EXPECT_EQ(t.to_string("%m%d %H:%M:%S.%q"), "1124 12:45:00.123");
   EXPECT_EQ(t.to_string("100%% %q"), "100% 123");
-  EXPECT_EQ(t.year(), 2026);
-  EXPECT_EQ(t.month(), 11);
-  EXPECT_EQ(t.day(), 24);
-  EXPECT_EQ(t.millisecond(), 123);
 
   EXPECT_EQ(os_time_period(1, 2, 3, 4, 500).to_seconds(), 86400 + 7200 + 180 + 4);
   EXPECT_EQ(os_time_period(2, 23, 59, 59).to_days(), 2);

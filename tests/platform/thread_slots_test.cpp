@@ -5,6 +5,7 @@
 #include <atomic>
 #include <ctime>
 #include <thread>
+#include <vector>
 
 #include "common/temp_dir.h"
 #include "plinth/platform.h"
@@ -59,28 +60,18 @@ TEST(LocalTime, EachSecondHasItsOwnFieldsAcrossASummerTimeChange) {
   // 2026-03-29 00:59:59.500 UTC is 01:59:59 winter time; a second later the
   // clocks read 03:00:00 summer time.
   const int64_t before = 1774745999LL * 1000000 + 500000;
-  _SYSTEMTIME t{};
-  plinth::platform::local_time(before, t);
-  EXPECT_EQ(t.wHour, 1);
-  EXPECT_EQ(t.wMinute, 59);
-  EXPECT_EQ(t.wSecond, 59);
-  EXPECT_EQ(t.wMilliseconds, 500);
-  plinth::platform::local_time(before + 1000000, t);
-  EXPECT_EQ(t.wHour, 3);
-  EXPECT_EQ(t.wMinute, 0);
-  EXPECT_EQ(t.wSecond, 0);
-  EXPECT_EQ(t.wDay, 29);
-  EXPECT_EQ(t.wDayOfWeek, 0);  // a Sunday
-  plinth::platform::local_time(before + 1499000, t);
-  EXPECT_EQ(t.wSecond, 0);
-  EXPECT_EQ(t.wMilliseconds, 999);
+  auto fields = [](int64_t us) {
+    _SYSTEMTIME t{};
+    plinth::platform::local_time(us, t);
+    return std::vector<int>{t.wYear, t.wDay, t.wDayOfWeek, t.wHour, t.wMinute, t.wSecond, t.wMilliseconds};
+  };
+  EXPECT_EQ(fields(before), (std::vector<int>{2026, 29, 0, 1, 59, 59, 500}));
+  EXPECT_EQ(fields(before + 1000000), (std::vector<int>{2026, 29, 0, 3, 0, 0, 500}));
+  EXPECT_EQ(fields(before + 1499000), (std::vector<int>{2026, 29, 0, 3, 0, 0, 999}));
   // Before the epoch, the milliseconds still count forward within the second.
   setenv("TZ", "UTC", 1);
   tzset();
-  plinth::platform::local_time(-1500, t);
-  EXPECT_EQ(t.wYear, 1969);
-  EXPECT_EQ(t.wSecond, 59);
-  EXPECT_EQ(t.wMilliseconds, 998);
+  EXPECT_EQ(fields(-1500), (std::vector<int>{1969, 31, 3, 23, 59, 59, 998}));
 }
 
 TEST(CrashIo, AppendsAndReportsFailure) {

@@ -12,15 +12,10 @@
 namespace {
 unsigned KernelTid() { return static_cast<unsigned>(syscall(SYS_gettid)); }
 
-struct Seen {
-  unsigned id = 0;
-  unsigned kernel = 0;
-};
-
-void* Record(void* argument) {
-  auto* seen = static_cast<Seen*>(argument);
-  seen->id = GetThisThreadID();
-  seen->kernel = KernelTid();
+// Records a started thread's own id and its kernel id.
+void* Record(void* seen) {
+  static_cast<unsigned*>(seen)[0] = GetThisThreadID();
+  static_cast<unsigned*>(seen)[1] = KernelTid();
   return nullptr;
 }
 }  // namespace
@@ -52,11 +47,11 @@ TEST(ThreadIds, KernelIdsOfThisAndStartedThreads) {
   EXPECT_EQ(GetThisThreadID(), KernelTid());
   EXPECT_EQ(GetThisThreadID(), static_cast<unsigned>(getpid()));  // the main thread
 
-  Seen seen;
-  os_thread thread(Record, &seen);
+  unsigned seen[2] = {};
+  os_thread thread(Record, seen);
   const unsigned recorded = GetThreadID(thread.record());
   thread.join();
-  EXPECT_EQ(recorded, seen.id);
-  EXPECT_EQ(seen.id, seen.kernel);
-  EXPECT_NE(seen.id, GetThisThreadID());
+  EXPECT_EQ(recorded, seen[0]);
+  EXPECT_EQ(seen[0], seen[1]);
+  EXPECT_NE(seen[0], GetThisThreadID());
 }

@@ -61,21 +61,9 @@ bool OnOtherThread(const std::function<bool()>& f) {
 
 }  // namespace
 
-TEST(ReadWriteSemaphore, PrintShowsTheCounts) {
-  read_write_semaphore2 preferred(true);
-  EXPECT_EQ(State(preferred),
-            "read_write_semaphore2( writers prefered: 1, read locks: 0, write requests: 0, write locks: 0 )");
-  read_write_semaphore2 sem;
-  sem.read_lock();
-  sem.read_lock();
-  EXPECT_EQ(State(sem), Expected(false, 2, 0, 0));
-  sem.read_unlock();
-  sem.read_unlock();
-  EXPECT_EQ(State(sem), Expected(false, 0, 0, 0));
-}
-
 TEST(ReadWriteSemaphore, WriterReadsAndRecurses) {
   read_write_semaphore2 sem;
+  EXPECT_EQ(State(sem), "read_write_semaphore2( writers prefered: 0, read locks: 0, write requests: 0, write locks: 0 )");
   sem.write_lock();
   sem.write_lock();
   sem.read_lock();
@@ -89,6 +77,8 @@ TEST(ReadWriteSemaphore, WriterReadsAndRecurses) {
   sem.write_unlock();
   // The read lock taken while writing stays, and holds off other writers.
   EXPECT_EQ(State(sem), Expected(false, 1, 0, 0));
+  // A refused try_write_lock leaves nothing held: the writer below gets
+  // through once the read lock goes.
   EXPECT_FALSE(OnOtherThread([&] { return sem.try_write_lock(); }));
   Step writer([&] {
     sem.write_lock();
@@ -193,21 +183,6 @@ TEST(ReadWriteSemaphore, PreferredWriterGoesBeforeNewReaders) {
   reader.join();
   EXPECT_EQ(writerTurn, 1);
   EXPECT_EQ(readerTurn, 2);
-}
-
-TEST(ReadWriteSemaphore, FailedTryWriteLeavesNothingHeld) {
-  read_write_semaphore2 sem;
-  sem.read_lock();
-  EXPECT_FALSE(OnOtherThread([&] { return sem.try_write_lock(); }));
-  EXPECT_EQ(State(sem), Expected(false, 1, 0, 0));
-  sem.read_unlock();
-  // The writer mutex was given back: another thread takes the lock.
-  EXPECT_TRUE(OnOtherThread([&] {
-    sem.write_lock();
-    sem.write_unlock();
-    return true;
-  }));
-  EXPECT_EQ(State(sem), Expected(false, 0, 0, 0));
 }
 
 TEST(ReadWriteSemaphore, ScopedGuards) {

@@ -2,38 +2,20 @@
 // each test here needs a process of its own (as CTest runs them).
 #include <gtest/gtest.h>
 
-#include <cstdlib>
 #include <regex>
-#include <sstream>
 #include <thread>
 
 #include "common/temp_dir.h"
+#include "common/trace_env.h"
 #include "plinth/plinth.h"
 
 using namespace plinth_test;
 
-namespace {
-std::vector<std::string> Lines(const std::string& text) {
-  std::vector<std::string> lines;
-  std::stringstream ss(text);
-  for (std::string line; std::getline(ss, line);) lines.push_back(line);
-  return lines;
-}
-
-void ClearTraceEnvironment() {
-  for (const char* v : {"PT_TRACE_ON", "PT_TRACE_LEVEL", "PT_TRACE_OUT", "PT_TRACE_VERBOSE", "PT_TRACE_FILE"})
-    unsetenv(v);
-}
-}  // namespace
-
 TEST(Tracer, EnvironmentTurnsOnTheLibraryTracePoints) {
   TempDir dir;
-  ClearTraceEnvironment();
   WriteFile(dir / "trace.txt", "stale content\n");
-  setenv("PT_TRACE_ON", "", 1);
-  setenv("PT_TRACE_LEVEL", "4", 1);
-  setenv("PT_TRACE_VERBOSE", "yes", 1);
-  setenv("PT_TRACE_FILE", (dir / "trace.txt").c_str(), 1);
+  TraceEnvironment({{"PT_TRACE_ON", ""}, {"PT_TRACE_LEVEL", "4"}, {"PT_TRACE_VERBOSE", "yes"},
+                    {"PT_TRACE_FILE", dir / "trace.txt"}});
   EXPECT_FALSE(Tracer::TraceEnabled);
   Tracer* tracer = Tracer::getInstance();
   EXPECT_TRUE(Tracer::TraceEnabled);
@@ -49,18 +31,15 @@ TEST(Tracer, EnvironmentTurnsOnTheLibraryTracePoints) {
 
   const auto lines = Lines(ReadFile(dir / "trace.txt"));
   ASSERT_EQ(lines.size(), 2u) << ReadFile(dir / "trace.txt");
-  const std::string tid = std::to_string(os_this_thread::id());
-  const std::regex first("[0-9]{4} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} \\[4\\] TID:" + tid +
-                         " \\(logger\\.cpp:[0-9]+\\): Logger::initLogger");
+  const std::regex first("[0-9]{4} [0-9]{2}:[0-9]{2}:[0-9]{2}\\.[0-9]{3} \\[4\\] TID:" +
+                         std::to_string(os_this_thread::id()) + " \\(logger\\.cpp:[0-9]+\\): Logger::initLogger");
   EXPECT_TRUE(std::regex_match(lines[0], first)) << lines[0];
   EXPECT_NE(lines[1].find("): m_bIsInitialized=0"), std::string::npos) << lines[1];
 }
 
 TEST(Tracer, LevelOneKeepsLevelFourPointsSilent) {
   TempDir dir;
-  ClearTraceEnvironment();
-  setenv("PT_TRACE_ON", "1", 1);
-  setenv("PT_TRACE_FILE", (dir / "trace.txt").c_str(), 1);
+  TraceEnvironment({{"PT_TRACE_ON", "1"}, {"PT_TRACE_FILE", dir / "trace.txt"}});
   Tracer::getInstance();
   EXPECT_EQ(Tracer::TraceLevel, 1);
   Logger::Destroy();
@@ -70,16 +49,14 @@ TEST(Tracer, LevelOneKeepsLevelFourPointsSilent) {
 }
 
 TEST(Tracer, TextLevelReadsAsZero) {
-  ClearTraceEnvironment();
-  setenv("PT_TRACE_LEVEL", "verbose", 1);
+  TraceEnvironment({{"PT_TRACE_LEVEL", "verbose"}});
   Tracer::getInstance();
   EXPECT_EQ(Tracer::TraceLevel, 0);
   EXPECT_FALSE(Tracer::TraceEnabled);
 }
 
 TEST(Tracer, StandardOutputOnlyAndFileNamesReduced) {
-  ClearTraceEnvironment();
-  setenv("PT_TRACE_OUT", "1", 1);
+  TraceEnvironment({{"PT_TRACE_OUT", "1"}});
   Tracer* tracer = Tracer::getInstance();
   ASSERT_TRUE(tracer->is_stdout());
   tracer->set_verbose(true);
@@ -103,18 +80,15 @@ TEST(Tracer, StandardOutputOnlyAndFileNamesReduced) {
 }
 
 TEST(Tracer, NoOutputAtAllWritesNothing) {
-  ClearTraceEnvironment();
-  setenv("PT_TRACE_FILE", "/nonexistent-dir/trace.txt", 1);
-  Tracer* tracer = Tracer::getInstance();
+  TraceEnvironment({{"PT_TRACE_FILE", "/nonexistent-dir/trace.txt"}});
   testing::internal::CaptureStdout();
-  tracer->trace(4, "dropped", __FILE__, __LINE__);
+  Tracer::getInstance()->trace(4, "dropped", __FILE__, __LINE__);
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
 }
 
 TEST(Tracer, LinesOfManyThreadsNeverMix) {
   TempDir dir;
-  ClearTraceEnvironment();
-  setenv("PT_TRACE_FILE", (dir / "trace.txt").c_str(), 1);
+  TraceEnvironment({{"PT_TRACE_FILE", dir / "trace.txt"}});
   Tracer* tracer = Tracer::getInstance();
   constexpr int kThreads = 4, kLines = 500;
   const std::string payload(200, 'p');
