@@ -277,3 +277,52 @@ TEST_F(DiagTest, WithoutThreadSlotsEveryLineUsesThePool) {
   for (pthread_key_t k : keys) pthread_key_delete(k);
   EXPECT_THAT(Lines(), ::testing::ElementsAre(HasSubstr(" Diag Stacks system is not enabled !!!!")));
 }
+
+TEST_F(DiagTest, TwoHoldersOneAfterTheOtherLeaveTheMapFree) {
+  Init();
+  diag->EnableStacks(TDiag::eStacksRecording);
+  DiagStacks& stacks = diag->GetStacks();
+  stacks.HoldTheSystem();
+  std::atomic<bool> secondHolds{false};
+  std::thread second([&] {
+    stacks.HoldTheSystem();  // waits for the first holder
+    secondHolds = true;
+    stacks.ReleaseTheSystem();
+  });
+  os_this_thread::sleep(20);
+  EXPECT_FALSE(secondHolds.load());
+  stacks.ReleaseTheSystem();
+  second.join();
+  EXPECT_TRUE(secondHolds.load());
+  ASSERT_TRUE(stacks.m_Lock.try_write_lock());
+  stacks.m_Lock.write_unlock();
+  EXPECT_TRUE(stacks.m_bGateOpen.load());
+  // And a thread new to the map gets in.
+  std::thread newcomer([] { Nest({"Newcomer"}, 0, [] {}); });
+  newcomer.join();
+}
+
+namespace {
+// A host object of a thread, made before the thread's first line, whose
+// destructor prints: it runs after the library's own per-thread objects.
+struct PrintsWhenTheThreadEnds {
+  ~PrintsWhenTheThreadEnds() {
+    PLINTH_DIAG_AT("HostObject::~HostObject", 2, "last words " << 7);
+  }
+};
+thread_local PrintsWhenTheThreadEnds* t_hostObject = nullptr;
+}  // namespace
+
+TEST_F(DiagTest, APrintFromAThreadLocalDestructorStillArrives) {
+  Init();
+  DbgLevelStore(plinth_diag_levels_.m_nDebugLevel, 2);
+  std::thread worker([] {
+    thread_local PrintsWhenTheThreadEnds host;
+    t_hostObject = &host;
+    PLINTH_DIAG_AT("Work", 2, "first line");
+  });
+  worker.join();
+  const std::string text = ReadFile(DiagFile());
+  EXPECT_THAT(text, HasSubstr("first line"));
+  EXPECT_THAT(text, HasSubstr("last words 7"));
+}

@@ -123,6 +123,8 @@ bool DiagStacks::Enable() {
 }
 
 void DiagStacks::HoldTheSystem() {
+  // Held until ReleaseTheSystem, on the same thread.
+  m_HoldSerial.lock();
   m_GateEvent.reset();
   m_bGateOpen.store(false, std::memory_order_release);
   // Give threads that passed the gate just before it closed time to finish.
@@ -144,6 +146,7 @@ void DiagStacks::ReleaseTheSystem() {
   }
   m_bGateOpen.store(true, std::memory_order_release);
   m_GateEvent.post();
+  m_HoldSerial.unlock();
 }
 
 DiagTlsObj* DiagStacks::GetThreadTlsObj() {
@@ -281,7 +284,8 @@ void DiagStacks::Print() {
         Say(out, function, kFailureLevel, "  Failure while accessing Stack of thread " + std::to_string(threadId));
       }
     }
-  } catch (const std::exception&) {
+  } catch (...) {
+    // The gate must open again whatever went wrong.
     Say(out, function, kFailureLevel, " ------- Failure while accessing DiagStacks ------");
   }
   ReleaseTheSystem();

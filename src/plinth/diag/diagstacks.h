@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cstdint>
 #include <map>
+#include <mutex>
 
 #include "plinth/platform/os/os_event_semaphore.h"
 #include "plinth/platform/os/os_read_write_semaphore.h"
@@ -102,12 +103,16 @@ public:
   os_read_write_semaphore m_Lock;
   os_event_semaphore m_GateEvent{0};
   std::atomic<bool> m_bGateOpen{true};
-  bool m_bWriteLockHeld = false;
+  bool m_bWriteLockHeld = false;  // touched only by the one holder
   std::atomic<bool> m_bRecording{false};
   std::atomic<long> m_nSlot{-1};
 
 private:
   DiagTlsObj* ThreadFirstTime();
+
+  // One holder at a time: two would share the gate and the write-lock
+  // flag, and the second could leave the map locked for good.
+  std::mutex m_HoldSerial;
   DiagStackRecord* AcquireRecord(unsigned long threadId);
   void ReleaseObject(DiagTlsObj* object);
   static void ThreadExitHook(void* value);

@@ -89,10 +89,20 @@ void AppendLineBody(LineBuilder& line, unsigned level, const char* file, const c
 }
 
 // The composed line handed to the Logger; one per thread, so that steady
-// printing allocates nothing.
-std::string& ThreadLineBuffer() {
-  thread_local std::string line;
-  return line;
+// printing allocates nothing. A host's thread_local object made before the
+// thread's first line is destroyed after this buffer, and may still print:
+// the flag, which needs no destructor, says when the buffer is gone.
+thread_local bool t_lineBufferGone = false;
+
+struct LineBufferHolder {
+  std::string line;
+  ~LineBufferHolder() { t_lineBufferGone = true; }
+};
+
+std::string* ThreadLineBuffer() {
+  if (t_lineBufferGone) return nullptr;
+  thread_local LineBufferHolder holder;
+  return &holder.line;
 }
 }  // namespace
 
@@ -280,8 +290,10 @@ void TDiag::PrintMsg(const std::string& text, const char* file, const char* func
 void TDiag::WriteLine(const char* text, size_t length, bool toLog, bool toBuffer) {
   // A line for the buffer alone is never copied.
   std::string* line = nullptr;
+  std::string late;  // for lines printed while the thread ends
   if (toLog) {
-    line = &ThreadLineBuffer();
+    line = ThreadLineBuffer();
+    if (!line) line = &late;
     line->assign(text, length);
   }
   os_lock_guard guard(m_CritSect);
