@@ -240,13 +240,22 @@ TEST_F(DiagTest, MissingLogDirectoryDropsLinesQuietly) {
   diag->Initialize(dir / "missing", "", "");
   EXPECT_TRUE(TDiag::IsInitialized());
   DbgLevelStore(plinth_diag_levels_.m_nDebugLevel, 4);
+  // The emergency file can't be made in a missing directory either: the
+  // Logger's report goes to standard error.
+  testing::internal::CaptureStderr();
   PLINTH_DIAG_AT("Lost", 4, "nowhere");
+  const std::string err = testing::internal::GetCapturedStderr();
+  EXPECT_NE(err.find("Failed to WRITETODEST : "), std::string::npos) << err;
+  EXPECT_NE(err.find("nowhere"), std::string::npos) << err;
   EXPECT_FALSE(os_file_system::exists(dir / "missing"));
 }
 
 TEST_F(DiagTest, ADestinationThatCantBeCreatedLeavesTheEngineRunning) {
   diag->SetCyclic(true);
+  testing::internal::CaptureStderr();
   diag->Initialize(dir / "missing", "", "");
+  const std::string err = testing::internal::GetCapturedStderr();
+  EXPECT_NE(err.find("Failed to CREATEDEST : cyclic_files"), std::string::npos) << err;
   EXPECT_TRUE(TDiag::IsInitialized());
   EXPECT_EQ(Logger::GetInstance()->getDest("cyclic_files"), nullptr);
   EXPECT_EQ(diag->FlushDiagLog(), 1);
