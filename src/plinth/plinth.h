@@ -3,4 +3,5 @@
 
 #include "plinth/platform.h"
 #include "plinth/logger.h"
+#include "plinth/message.h"
 #include "plinth/system.h"
