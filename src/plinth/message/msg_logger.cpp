@@ -115,6 +115,21 @@ void ExpandFormat(const std::string& format, char* const* args, int count, size_
   if (out.size() - start > limit) out.resize(start + limit);
 }
 
+// "%04d" without the cost of printf: the number is on every line.
+int FormatNumber(int value, char* out) {
+  if (value < 0 || value > 999999999) return std::snprintf(out, 24, "%04d", value);
+  char digits[12];
+  int n = 0;
+  do {
+    digits[n++] = static_cast<char>('0' + value % 10);
+    value /= 10;
+  } while (value);
+  int len = 0;
+  for (int pad = n; pad < 4; ++pad) out[len++] = '0';
+  while (n) out[len++] = digits[--n];
+  return len;
+}
+
 // "dd/mm/yyyy HH:MM:SS" of the current second, rebuilt when the second
 // changes: reading the local time is the dearest step of a line.
 struct TimeText {
@@ -142,11 +157,15 @@ void OCMsgDefFormat::Format(const OCMsgMessage* message, const std::string& tag,
     cache.second = second;
     cache.text = os_time_and_date::from_us(second * 1000000).to_string("%d/%m/%Y %H:%M:%S");
   }
+  // "%02ld" of the microseconds, cut to two characters: 123456 gives 12,
+  // 5000 gives 50, 7 gives 07.
   const long micro = static_cast<long>(us - second * 1000000);
-  char fraction[24];
-  std::snprintf(fraction, sizeof fraction, "%02ld", micro);
+  long lead = micro;
+  while (lead >= 100) lead /= 10;
+  const char fraction[2] = {static_cast<char>(micro < 10 ? '0' : '0' + lead / 10),
+                            static_cast<char>('0' + (micro < 10 ? micro : lead % 10))};
   char number[24];
-  std::snprintf(number, sizeof number, "%04d", message->m_nID);
+  const int nlen = FormatNumber(message->m_nID, number);
 
   out.reserve(out.size() + 96 + message->m_sFormat.size());
   out += tag;
@@ -158,7 +177,7 @@ void OCMsgDefFormat::Format(const OCMsgMessage* message, const std::string& tag,
   out.append(fraction, 2);
   out += "  ";
   out += m_sCode;
-  out += number;
+  out.append(number, nlen);
   out += message->m_sSeverity;
   out += ' ';
   ExpandFormat(message->m_sFormat, args, std::clamp(count, 0, kMaxArgs), kWorkBufferSize - 1, out);

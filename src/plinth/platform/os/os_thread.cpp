@@ -29,17 +29,28 @@ void os_thread::join() {
   pthread_join(m_Thread, nullptr);
 }
 
+bool os_counting_semaphore::TryTake(unsigned n) {
+  uint64_t count = m_nCount.load();
+  while (count >= n)
+    if (m_nCount.compare_exchange_weak(count, count - n)) return true;
+  return false;
+}
+
 void os_counting_semaphore::lock(unsigned n) {
+  if (TryTake(n)) return;
   std::unique_lock<std::mutex> guard(m_Mutex);
-  m_Cond.wait(guard, [&] { return m_nCount >= n; });
-  m_nCount -= n;
+  // Counted before the count is looked at again: a giver that adds after
+  // that look sees the waiter and wakes it (both sides are sequentially
+  // consistent).
+  m_nWaiters.fetch_add(1);
+  m_Cond.wait(guard, [&] { return TryTake(n); });
+  m_nWaiters.fetch_sub(1);
 }
 
 void os_counting_semaphore::unlock(unsigned n) {
-  {
-    std::lock_guard<std::mutex> guard(m_Mutex);
-    m_nCount += n;
-  }
+  m_nCount.fetch_add(n);
+  if (m_nWaiters.load() == 0) return;
+  std::lock_guard<std::mutex> guard(m_Mutex);
   // Several waiters may each want fewer units than were given back.
   if (n == 1)
     m_Cond.notify_one();

@@ -6,6 +6,7 @@
 
 #include <pthread.h>
 
+#include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
@@ -46,7 +47,9 @@ private:
   bool m_bJoined = false;
 };
 
-// Counts free units; lock takes units, waiting until they are there.
+// Counts free units; lock takes units, waiting until they are there. Taking
+// and giving back without a waiter are single atomic operations: the mutex
+// is only for sleeping.
 class os_counting_semaphore {
 public:
   explicit os_counting_semaphore(unsigned start = 0) : m_nCount(start) {}
@@ -57,7 +60,10 @@ public:
   void unlock(unsigned n = 1);
 
 private:
+  bool TryTake(unsigned n);
+
   std::mutex m_Mutex;
   std::condition_variable m_Cond;
-  uint64_t m_nCount;
+  std::atomic<uint64_t> m_nCount;
+  std::atomic<uint32_t> m_nWaiters{0};
 };
