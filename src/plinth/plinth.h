@@ -2,6 +2,9 @@
 #pragma once
 
 #include "plinth/platform.h"
+#include "plinth/errors.h"
+#include "plinth/i18n.h"
 #include "plinth/logger.h"
 #include "plinth/message.h"
+#include "plinth/diag.h"
 #include "plinth/system.h"

@@ -1,4 +1,9 @@
-// System utilities: the library tracer.
+// System utilities: the library tracer, the reader-writer semaphore,
+// run-time libraries, unique keys and thread ids.
 #pragma once
 
+#include "plinth/system/dynamic_library.h"
+#include "plinth/system/read_write_semaphore2.h"
+#include "plinth/system/thread_id.h"
 #include "plinth/system/tracer.h"
+#include "plinth/system/unique_key.h"

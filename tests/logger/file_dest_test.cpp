@@ -8,7 +8,7 @@ using namespace plinth_test;
 namespace {
 std::string Today() {
   const os_date d = os_date::today();
-  char buf[16];
+  char buf[32];
   std::snprintf(buf, sizeof buf, "%d%02d%02d", d.year(), d.month(), d.day());
   return buf;
 }

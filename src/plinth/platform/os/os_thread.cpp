@@ -1,32 +1,51 @@
 #include "plinth/platform/os/os_thread.h"
 
+#include <pthread.h>
 #include <sched.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
-#include <cstring>
+#include <cerrno>
+#include <ctime>
+#include <future>
+#include <system_error>
 
 uint32_t os_this_thread::id() noexcept {
   thread_local uint32_t cached = static_cast<uint32_t>(syscall(SYS_gettid));
   return cached;
 }
 
-void os_this_thread::yield() noexcept { sched_yield(); }
+unsigned long os_this_thread::handle() noexcept {
+  return static_cast<unsigned long>(pthread_self());
+}
 
-os_thread::os_thread(start_routine routine, void* arg, int, bool) {
-  const int rc = pthread_create(&m_Thread, nullptr, routine, arg);
-  if (rc != 0) {
-    m_bJoined = true;  // nothing to join
-    throw os_thread_toolkit_error(rc, std::string("cannot start a thread: ") + std::strerror(rc));
+void os_this_thread::sleep(int milliseconds) noexcept {
+  if (milliseconds <= 0) return;
+  struct timespec left{milliseconds / 1000, static_cast<long>(milliseconds % 1000) * 1000000L};
+  while (nanosleep(&left, &left) != 0 && errno == EINTR) {
   }
 }
+
+os_thread::os_thread(void* (*start)(void*), void* argument, int, bool) {
+  std::promise<uint32_t> started;
+  std::future<uint32_t> id = started.get_future();
+  try {
+    m_Record.m_Thread = std::thread([start, argument, &started] {
+      started.set_value(os_this_thread::id());
+      start(argument);
+    });
+  } catch (const std::system_error& e) {
+    throw os_thread_toolkit_error(e.code().value(), e.what());
+  }
+  m_Record.m_nId = id.get();
+}
+
+void os_this_thread::yield() noexcept { sched_yield(); }
 
 os_thread::~os_thread() { join(); }
 
 void os_thread::join() {
-  if (m_bJoined) return;
-  m_bJoined = true;
-  pthread_join(m_Thread, nullptr);
+  if (m_Record.m_Thread.joinable()) m_Record.m_Thread.join();
 }
 
 bool os_counting_semaphore::TryTake(unsigned n) {

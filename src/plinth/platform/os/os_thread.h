@@ -1,50 +1,59 @@
-// Threads: the calling thread's identity, a started thread that is always
-// joined, and a counting semaphore. Ids are the kernel's thread ids, as ps -L
-// shows them; they are cached per thread, so asking costs no system call.
-// os_thread throws os_thread_toolkit_error when the system refuses a thread.
+// Threads. Ids are the kernel's thread ids, as ps -L shows them; the calling
+// thread's id is cached per thread, so asking costs no system call. Starting
+// an os_thread that the system refuses throws os_thread_toolkit_error.
 #pragma once
-
-#include <pthread.h>
 
 #include <atomic>
 #include <condition_variable>
 #include <cstdint>
 #include <mutex>
+#include <thread>
 
 #include "plinth/platform/os/os_error.h"
 
 class os_this_thread {
 public:
   static uint32_t id() noexcept;
+  // The thread's pthread handle, as a number.
+  static unsigned long handle() noexcept;
+  // Sleeps the calling thread; the argument is in milliseconds.
+  static void sleep(int milliseconds) noexcept;
+  // Lets other threads run before the caller goes on.
   static void yield() noexcept;
 };
 
-// The system refused to start a thread; code() is the errno value.
-class os_thread_toolkit_error : public os_toolkit_error {
-public:
-  using os_toolkit_error::os_toolkit_error;
+// The record of a started thread. The id comes first: callers that know
+// only the record read its first word.
+struct os_thread_t {
+  uint32_t m_nId = 0;
+  std::thread m_Thread;
 };
 
-// A thread started at construction. The owner joins it with join(); the
-// destructor joins a thread that is still running, so no thread outlives the
-// object that started it. Make sure the thread's routine ends first.
+class os_thread_toolkit_error : public os_toolkit_error {
+public:
+  os_thread_toolkit_error(long code, const std::string& text) : os_toolkit_error(code, text) {}
+};
+
+// Runs start(argument) on a new thread. The constructor returns once the
+// thread's id is known; the destructor joins the thread, so none is left
+// running or detached when its object goes away.
 class os_thread {
 public:
-  using start_routine = void* (*)(void*);
-  // The int and bool of the toolkit's signature (stack size hint, detached)
-  // are accepted for callers written against it; a detached thread is never
-  // started here, so that every thread can be joined.
-  os_thread(start_routine routine, void* arg, int = 0, bool = false);
+  // The int and bool of the toolkit's signature (a stack size hint and a
+  // detached start) are accepted for callers written against it; a thread
+  // is never started detached here, so that every one can be joined.
+  os_thread(void* (*start)(void*), void* argument, int = 0, bool = false);
   ~os_thread();
   os_thread(const os_thread&) = delete;
   os_thread& operator=(const os_thread&) = delete;
 
-  // Waits for the thread's routine to return. Later calls do nothing.
+  os_thread_t& record() { return m_Record; }
+  uint32_t id() const { return m_Record.m_nId; }
+  // Waits for the thread to end; later calls return at once.
   void join();
 
 private:
-  pthread_t m_Thread{};
-  bool m_bJoined = false;
+  os_thread_t m_Record;
 };
 
 // Counts free units; lock takes units, waiting until they are there. Taking

@@ -2,6 +2,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <climits>
 #include <cstdio>
 #include <ctime>
 
@@ -80,11 +81,44 @@ int os_time_and_date::minute() const { return local_fields(m_nUs).tm_min; }
 int os_time_and_date::second() const { return local_fields(m_nUs).tm_sec; }
 int os_time_and_date::millisecond() const { return sub_second_us(m_nUs) / 1000; }
 
-os_date os_date::today() {
-  struct tm fields = local_fields(os_clock::now_us());
-  os_date d;
-  d.m_nYear = fields.tm_year + 1900;
-  d.m_nMonth = fields.tm_mon + 1;
-  d.m_nDay = fields.tm_mday;
-  return d;
+namespace {
+constexpr int64_t kMsPerDay = 86400LL * 1000;
+
+int64_t wrap_day_ms(int64_t ms) {
+  int64_t r = ms % kMsPerDay;
+  return r < 0 ? r + kMsPerDay : r;
 }
+
+os_date date_of(const struct tm& fields) {
+  const long year = fields.tm_year + 1900L;
+  if (year < SHRT_MIN || year > SHRT_MAX)
+    throw os_time_toolkit_error("year " + std::to_string(year) + " out of range");
+  return os_date(static_cast<unsigned short>(fields.tm_mon + 1),
+                 static_cast<unsigned short>(fields.tm_mday), static_cast<short>(year));
+}
+}  // namespace
+
+os_time::os_time(unsigned short hours, unsigned short minutes, unsigned short seconds,
+                 unsigned long milliseconds)
+    : m_nMs(wrap_day_ms(((hours * 60LL + minutes) * 60 + seconds) * 1000 +
+                        static_cast<int64_t>(milliseconds % kMsPerDay))) {}
+
+os_time::os_time(const os_time_period& period)
+    : m_nMs(wrap_day_ms(period.to_us() / 1000 % kMsPerDay)) {}
+
+os_date os_time_and_date::date() const { return date_of(local_fields(m_nUs)); }
+
+os_time os_time_and_date::time() const {
+  struct tm fields = local_fields(m_nUs);
+  return os_time(static_cast<unsigned short>(fields.tm_hour),
+                 static_cast<unsigned short>(fields.tm_min),
+                 static_cast<unsigned short>(fields.tm_sec),
+                 static_cast<unsigned long>(sub_second_us(m_nUs) / 1000));
+}
+
+os_time_zone os_time_and_date::time_zone() const {
+  struct tm fields = local_fields(m_nUs);
+  return os_time_zone(fields.tm_zone ? fields.tm_zone : "");
+}
+
+os_date os_date::today() { return date_of(local_fields(os_clock::now_us())); }

@@ -1,11 +1,15 @@
 // Time and date. Every reading of "now" in the library goes through
 // os_clock, which tests can move forward or back so that time-outs, day
-// changes and file ages are tested without waiting. Thread-safe; nothing
-// here throws.
+// changes and file ages are tested without waiting. Thread-safe; only
+// os_time_and_date::date() and os_date::today() throw, for a year that an
+// os_date cannot hold.
 #pragma once
 
 #include <cstdint>
 #include <string>
+#include <utility>
+
+#include "plinth/platform/os/os_error.h"
 
 namespace os_clock {
 // Microseconds since the Unix epoch, including the test offset.
@@ -35,6 +39,61 @@ private:
   int64_t m_nUs = 0;
 };
 
+// A time of day, to the millisecond. Values beyond a day wrap around
+// midnight (and negative ones wrap backwards), so building one never fails.
+class os_time {
+public:
+  os_time() = default;
+  os_time(unsigned short hours, unsigned short minutes, unsigned short seconds,
+          unsigned long milliseconds = 0);
+  explicit os_time(const os_time_period& period);
+
+  unsigned short hours() const { return static_cast<unsigned short>(m_nMs / 3600000); }
+  unsigned short minutes() const { return static_cast<unsigned short>(m_nMs / 60000 % 60); }
+  unsigned short seconds() const { return static_cast<unsigned short>(m_nMs / 1000 % 60); }
+  unsigned short milliseconds() const { return static_cast<unsigned short>(m_nMs % 1000); }
+  // Seconds since midnight.
+  unsigned long to_seconds() const { return static_cast<unsigned long>(m_nMs / 1000); }
+
+private:
+  int64_t m_nMs = 0;  // 0 .. one day exclusive
+};
+
+// A calendar day. The fields are kept as given: nothing checks that the
+// day exists in its month.
+class os_date {
+public:
+  os_date() = default;
+  os_date(unsigned short month, unsigned short day, short year)
+      : m_nYear(year), m_nMonth(month), m_nDay(day) {}
+  static os_date today();
+  short year() const { return m_nYear; }
+  unsigned short month() const { return m_nMonth; }
+  unsigned short day() const { return m_nDay; }
+
+private:
+  short m_nYear = 1970;
+  unsigned short m_nMonth = 1, m_nDay = 1;
+};
+
+// The zone a local time was read in, named as the system abbreviates it
+// ("UTC", "CET", "CEST").
+class os_time_zone {
+public:
+  os_time_zone() = default;
+  explicit os_time_zone(std::string name) : m_sName(std::move(name)) {}
+  std::string name() const { return m_sName; }
+
+private:
+  std::string m_sName;
+};
+
+// A failure of the time classes, such as a year an os_date cannot hold.
+class os_time_toolkit_error : public os_toolkit_error {
+public:
+  explicit os_time_toolkit_error(const std::string& text) : os_toolkit_error(0, text) {}
+};
+
 // A point in time, shown in local time. The default value is the epoch,
 // so a time that was never set reads as "long ago".
 class os_time_and_date {
@@ -61,6 +120,12 @@ public:
   int second() const;
   int millisecond() const;
 
+  // The local date, time of day and zone. date() throws
+  // os_time_toolkit_error for a year outside what os_date holds.
+  os_date date() const;
+  os_time time() const;
+  os_time_zone time_zone() const;
+
   os_time_period operator-(const os_time_and_date& earlier) const {
     return os_time_period::from_us(m_nUs - earlier.m_nUs);
   }
@@ -70,14 +135,3 @@ private:
   int64_t m_nUs = 0;
 };
 
-// A calendar day in local time.
-class os_date {
-public:
-  static os_date today();
-  int year() const { return m_nYear; }
-  int month() const { return m_nMonth; }
-  int day() const { return m_nDay; }
-
-private:
-  int m_nYear = 1970, m_nMonth = 1, m_nDay = 1;
-};

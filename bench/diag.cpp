@@ -1,0 +1,159 @@
+// Diagnostics: a line that no level wants, a traced scope with recording on
+// and off, and an enabled line to the sequential diagnostic file from one
+// and from two threads, against a bare write(2) of a line of the same
+// length and spdlog with a file sink that flushes every line.
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "plinth/plinth.h"
+
+#ifdef PLINTH_BENCH_HAVE_SPDLOG
+// The debug macro then tests the logger's level at run time, as a program
+// does that can turn debugging on without a rebuild.
+#define SPDLOG_ACTIVE_LEVEL SPDLOG_LEVEL_TRACE
+#include <spdlog/sinks/basic_file_sink.h>
+#include <spdlog/sinks/null_sink.h>
+#include <spdlog/spdlog.h>
+#endif
+
+PLINTH_DIAG_FILE();
+
+namespace {
+
+const char* const kText = "the quick brown fox jumps over the lazy dog, value 12345";
+const char* const kFunction = "BM_DiagEnabledLine";
+
+// Millions of lines are written; none of them is kept. A plain array, so
+// that the exit handler can still read it after static strings are gone.
+char g_scratchDir[] = "/tmp/plinth-bench-diag-XXXXXX";
+
+void RemoveScratchDir() {
+  const std::string command = std::string("rm -rf '") + g_scratchDir + "'";
+  if (std::system(command.c_str()) != 0) std::fprintf(stderr, "cannot remove %s\n", g_scratchDir);
+}
+
+std::string ScratchDir() {
+  static const bool made = [] {
+    if (!mkdtemp(g_scratchDir)) std::abort();
+    std::atexit(&RemoveScratchDir);
+    return true;
+  }();
+  (void)made;
+  return g_scratchDir;
+}
+
+// Every file benchmark starts from an empty file, so that none of them pays
+// for a file that earlier runs made large. Writers append, so cutting a
+// file that is open is safe.
+void EmptyFile(const std::string& path) {
+  if (truncate(path.c_str(), 0) != 0) close(open(path.c_str(), O_WRONLY | O_CREAT, 0644));
+}
+
+std::string DiagFileName() {
+  std::string name;
+  if (auto* dest = dynamic_cast<LoggerFileDest*>(Logger::GetInstance()->getDest(TDiag::Instance()->m_sDestName)))
+    dest->GetFileName(name);
+  return name;
+}
+
+// The engine writes to a sequential file in the scratch directory; the
+// bench's own source file prints nothing until a benchmark raises it.
+TDiag* Engine() {
+  static TDiag* diag = [] {
+    TDiag* d = TDiag::Instance();
+    d->Initialize(ScratchDir(), "", "");
+    return d;
+  }();
+  return diag;
+}
+
+// A line as the engine composes it off the main thread, for the bare write.
+std::string SameLengthLine() {
+  return std::string("24/11/2026\t12:45:00.123\t[3]\tdiag\t") + kFunction + "(thread 123456)\t" + kText + "\n";
+}
+
+void BM_DiagDisabledLine(benchmark::State& state) {
+  Engine();
+  DbgLevelStore(plinth_diag_levels_.m_nDebugLevel, 0);
+  int n = 0;
+  for (auto _ : state) {
+    PLINTH_DIAG_AT("BM_DiagDisabledLine", 6, "never built " << n);
+    benchmark::DoNotOptimize(++n);
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_DiagDisabledLine);
+
+#ifdef PLINTH_BENCH_HAVE_SPDLOG
+void BM_SpdlogDisabledDebug(benchmark::State& state) {
+  auto logger = std::make_shared<spdlog::logger>("disabled", std::make_shared<spdlog::sinks::null_sink_mt>());
+  logger->set_level(spdlog::level::info);
+  int n = 0;
+  for (auto _ : state) {
+    SPDLOG_LOGGER_DEBUG(logger, "never built {}", n);
+    benchmark::DoNotOptimize(++n);
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_SpdlogDisabledDebug);
+#endif
+
+// Argument: 1 records the call chain, 0 doesn't. The file's level keeps
+// "Enter" and "Exit" out, so this is the scope alone.
+void BM_DiagFuncScope(benchmark::State& state) {
+  TDiag* diag = Engine();
+  diag->EnableStacks(state.range(0) ? TDiag::eStacksRecording : TDiag::eStacksThreadObjects);
+  DbgLevelStore(plinth_diag_levels_.m_nDebugLevel, 0);
+  for (auto _ : state) {
+    TDiagFunc scope(__FILE__, &plinth_diag_levels_, "BM_DiagFuncScope");
+    benchmark::DoNotOptimize(scope.m_pTlsObj);
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_DiagFuncScope)->Arg(0)->Arg(1);
+
+void BM_DiagEnabledLine(benchmark::State& state) {
+  Engine();
+  if (state.thread_index() == 0) {
+    DbgLevelStore(plinth_diag_levels_.m_nDebugLevel, 3);
+    EmptyFile(DiagFileName());
+  }
+  for (auto _ : state) PLINTH_DIAG_AT(kFunction, 3, kText);
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_DiagEnabledLine)->Threads(1)->Threads(2)->UseRealTime();
+
+void BM_BareWrite(benchmark::State& state) {
+  static const std::string line = SameLengthLine();
+  static int fd = -1;
+  if (state.thread_index() == 0) {
+    if (fd < 0) fd = open((ScratchDir() + "/bare.txt").c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
+    EmptyFile(ScratchDir() + "/bare.txt");
+  }
+  for (auto _ : state) benchmark::DoNotOptimize(write(fd, line.data(), line.size()));
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_BareWrite)->Threads(1)->Threads(2)->UseRealTime();
+
+#ifdef PLINTH_BENCH_HAVE_SPDLOG
+void BM_SpdlogFileFlushEveryLine(benchmark::State& state) {
+  static std::shared_ptr<spdlog::logger> logger = [] {
+    auto l = spdlog::basic_logger_mt("diag-bench", ScratchDir() + "/spdlog.txt", true);
+    // The same fields as a diagnostic line.
+    l->set_pattern("%d/%m/%Y\t%H:%M:%S.%e\t[%l]\tdiag\tBM_DiagEnabledLine(thread %t)\t%v");
+    l->flush_on(spdlog::level::info);
+    return l;
+  }();
+  if (state.thread_index() == 0) EmptyFile(ScratchDir() + "/spdlog.txt");
+  for (auto _ : state) logger->info(kText);
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_SpdlogFileFlushEveryLine)->Threads(1)->Threads(2)->UseRealTime();
+#endif
+
+}  // namespace

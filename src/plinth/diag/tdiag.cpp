@@ -1,0 +1,377 @@
+#include "plinth/diag/tdiag.h"
+
+#include <cstdarg>
+#include <cstddef>
+#include <cstring>
+#include <cstdio>
+
+#include "plinth/diag/line_builder.h"
+#include "plinth/logger/logger.h"
+#include "plinth/platform/os/os_thread.h"
+
+using plinth::diag::LineBuilder;
+
+std::atomic<TDiag*> TDiag::m_pTheObject{nullptr};
+std::atomic<TDiag::LifeCycle> TDiag::m_eState{TDiag::eNotCreated};
+
+namespace {
+constexpr unsigned kContextCount = 32;
+constexpr int kDefaultPoolSize = 40;
+// Room for a normalised source file name in a composed line.
+constexpr size_t kMaxFileName = 255;
+
+// The base name without extension, in lower case. Both separators count:
+// __FILE__ is a POSIX path here, and callers may still pass Windows paths.
+size_t NormalizeInto(const char* file, char* out, size_t capacity) {
+  if (!file) file = "";
+  const char* base = file;
+  for (const char* p = file; *p; ++p)
+    if (*p == '/' || *p == '\\') base = p + 1;
+  const char* end = std::strrchr(base, '.');
+  if (!end) end = base + std::strlen(base);
+  size_t n = 0;
+  for (const char* p = base; p < end && n < capacity; ++p) {
+    const char c = *p;
+    out[n++] = (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c;
+  }
+  return n;
+}
+
+// "dd/mm/yyyy<tab>hh:mm:ss.mmm", 23 characters. All but the milliseconds
+// stay the same for a second, so each thread keeps them ready.
+void AppendTimeStamp(LineBuilder& line, const _SYSTEMTIME& t) {
+  struct Cached {
+    _SYSTEMTIME fields{};
+    char text[20];
+    bool valid = false;
+  };
+  thread_local Cached cached;
+  const size_t secondBytes = offsetof(_SYSTEMTIME, wMilliseconds);
+  if (!cached.valid || std::memcmp(&cached.fields, &t, secondBytes) != 0) {
+    LineBuilder second(cached.text, sizeof cached.text);
+    second.Unsigned(t.wDay, 2);
+    second.Char('/');
+    second.Unsigned(t.wMonth, 2);
+    second.Char('/');
+    second.Unsigned(t.wYear, 4);
+    second.Char('\t');
+    second.Unsigned(t.wHour, 2);
+    second.Char(':');
+    second.Unsigned(t.wMinute, 2);
+    second.Char(':');
+    second.Unsigned(t.wSecond, 2);
+    second.Char('.');
+    cached.valid = second.size() == sizeof cached.text;
+    cached.fields = t;
+  }
+  line.Text(cached.text, sizeof cached.text);
+  line.Unsigned(t.wMilliseconds, 3);
+}
+
+// Level, file, function with the thread behind it off the main thread, and
+// the text; the line end always stands, also behind a cut text.
+void AppendLineBody(LineBuilder& line, unsigned level, const char* file, const char* function,
+                    bool mainThread, const char* text) {
+  char name[kMaxFileName];
+  const size_t nameLength = NormalizeInto(file, name, sizeof name);
+  line.Text("\t[");
+  line.Unsigned(level);
+  line.Text("]\t");
+  line.Text(name, nameLength);
+  line.Char('\t');
+  line.Text(function);
+  if (!mainThread) {
+    line.Text("(thread ");
+    line.Unsigned(os_this_thread::id());
+    line.Char(')');
+  }
+  line.Char('\t');
+  line.Text(text);
+}
+
+// The composed line handed to the Logger; one per thread, so that steady
+// printing allocates nothing.
+std::string& ThreadLineBuffer() {
+  thread_local std::string line;
+  return line;
+}
+}  // namespace
+
+// ---- life cycle ----
+
+TDiag* TDiag::Instance() {
+  TDiag* diag = m_pTheObject.load(std::memory_order_acquire);
+  const LifeCycle state = m_eState.load(std::memory_order_relaxed);
+  if (diag && state != eNotCreated) return diag;
+  if (state == eDestroyed) throw "what are you doing man, don't call me after Destroy!!!";
+  if (diag) return diag;
+  diag = new TDiag;
+  m_pTheObject.store(diag, std::memory_order_release);
+  m_eState.store(eCreated, std::memory_order_relaxed);
+  return diag;
+}
+
+void TDiag::Destroy() {
+  m_eState.store(eDestroyed, std::memory_order_relaxed);
+  delete m_pTheObject.exchange(nullptr);
+}
+
+void exit_diag() {
+  // The context list of the control surface is destroyed here once it exists.
+  TDiag::Destroy();
+}
+
+TDiag::TDiag() : m_pLogger(Logger::GetInstance()), m_nMainThreadId(os_this_thread::id()) {}
+
+TDiag::~TDiag() {
+  ClearFormattingObjects();
+  m_mFiles.clear();
+  m_mContextNames.clear();
+  m_vFormatPool.shrink_to_fit();
+  m_vContextLevels.clear();
+}
+
+TDiag& TDiag::GetObjectAndVerifyMainThread(const char* file, const char* function) {
+  TDiag* diag = Instance();
+  FormatObj* first = diag->m_vFormatPool.empty() ? &diag->m_EarlyFormatObj : diag->m_vFormatPool.front();
+  first->SetLocalData(file, function, 0, -1, true, diag->IsBufferEnabled());
+  return *diag;
+}
+
+void TDiag::Initialize(const std::string& logPath, const std::string& iniPath, const std::string& logicalName) {
+  m_sLogPath = logPath;
+  m_sIniPath = iniPath;
+  m_sLogicalName = logicalName;
+  const DbgLevels minimum{m_nMinimumDbgLvl.load(std::memory_order_relaxed),
+                          m_nMinimumBufLvl.load(std::memory_order_relaxed)};
+  m_vContextLevels.insert(m_vContextLevels.end(), kContextCount, minimum);
+
+  // A further call would read the levels file for tokens only; the first
+  // sets up thread objects and would read keywords, defaults and tokens and
+  // look for the viewer. The levels file and the viewer attach at these
+  // two places.
+  if (m_eState.load(std::memory_order_relaxed) != eInitialized) {
+    if (!m_Stacks.IsEnabled()) m_Stacks.Enable();
+    m_Stacks.handleStacks(false);
+  }
+
+  m_pLogger = Logger::GetInstance();
+  Logger::InitParams params;
+  if (!logPath.empty()) params.InsertString("path", logPath);
+  m_pLogger->initLogger(params, nullptr);
+  if (!m_pLogger->isValid()) return;
+
+  CreateDestinations();
+  if (m_bApplyCleanup && m_bIsPIDUsed) m_pLogger->cleanupAllDests(static_cast<int>(m_nRetainDays));
+  // The level maps and the version registry are printed here once the
+  // engine can describe itself, and the memory buffer is set up here.
+  InitFormattingObjects();
+  m_eState.store(eInitialized, std::memory_order_relaxed);
+}
+
+void TDiag::InitFormattingObjects() {
+  if (m_nPoolSize == 0) m_nPoolSize = kDefaultPoolSize;
+  // Other threads may already be taking objects from the pool, so a further
+  // Initialize keeps it rather than moving it.
+  if (!m_vFormatPool.empty()) return;
+  m_vFormatPool.reserve(static_cast<size_t>(m_nPoolSize));
+  for (int i = 0; i < m_nPoolSize; ++i) m_vFormatPool.push_back(new FormatObj);
+}
+
+void TDiag::ClearFormattingObjects() {
+  for (FormatObj* object : m_vFormatPool) delete object;
+  m_vFormatPool.clear();
+}
+
+// ---- registration ----
+
+std::string TDiag::NormalizeFileName(const char* file) {
+  char name[kMaxFileName];
+  return std::string(name, NormalizeInto(file, name, sizeof name));
+}
+
+void TDiag::RegisterFile(const char* file, DbgLevels* levels) {
+  std::string name = NormalizeFileName(file);
+  if (m_mFiles.count(name)) return;
+  if (levels) {
+    DbgLevelStore(levels->m_nDebugLevel, m_nMinimumDbgLvl.load(std::memory_order_relaxed));
+    DbgLevelStore(levels->m_nBufferLevel, m_nMinimumBufLvl.load(std::memory_order_relaxed));
+  }
+  m_mFiles.emplace(std::move(name), levels);
+}
+
+// ---- formatting objects ----
+
+FormatObj* TDiag::GetFormatObj() {
+  if (DiagTlsObj* own = m_Stacks.GetThreadTlsObj()) return own->m_pFormatObj;
+  return GetFormatObjFromPool();
+}
+
+FormatObj* TDiag::GetFormatObjFromPool() {
+  const size_t size = m_vFormatPool.size();
+  if (size == 0) return &m_EarlyFormatObj;
+  if (size == 1 || IsMainThread()) return m_vFormatPool[0];
+  return m_vFormatPool[os_this_thread::id() % (size - 1) + 1];
+}
+
+bool TDiag::IsMainThread() const { return os_this_thread::id() == m_nMainThreadId; }
+
+// ---- printing ----
+
+void TDiag::Printf(DiagLocalData* data, const char* format, ...) {
+  if (!data) return;
+  char text[kPrintfBuffer];
+  va_list args;
+  va_start(args, format);
+  std::vsnprintf(text, sizeof text, format, args);
+  va_end(args);
+  Println(*data, text);
+}
+
+void TDiag::flush(FormatObj* object) {
+  std::string text = std::move(object->m_Stream).str();
+  if (text.size() > kMaxFlushText) text.resize(kMaxFlushText);
+  Println(object->m_LocalData, text.c_str());
+  // Hand the storage back, so the stream's next line needn't allocate.
+  text.clear();
+  object->m_Stream.str(std::move(text));
+}
+
+void TDiag::Println(const DiagLocalData& data, const char* text) {
+  _SYSTEMTIME now;
+  plinth::platform::get_local_time(now);
+  char buffer[kMaxPrintlnLine];
+  // Two bytes stay for the line end and the terminator.
+  LineBuilder line(buffer, sizeof buffer - 2);
+  AppendTimeStamp(line, now);
+  AppendLineBody(line, data.m_nLevel, data.m_pFile, data.m_pFunction, IsMainThread(), text);
+  buffer[line.size()] = '\n';
+  WriteLine(buffer, line.size() + 1, data.m_bToLog);
+}
+
+void TDiag::PrintMsg(const std::string& text, const char* file, const char* function, int level, int context,
+                     bool toLog, bool toBuffer) {
+  (void)context;  // only the viewer is told the context
+  (void)toBuffer;
+  char stamp[24];
+  FormatTime(stamp, sizeof stamp);
+  char buffer[kMaxPrintMsgLine + 1];
+  LineBuilder line(buffer, kMaxPrintMsgLine - 1);
+  line.Text(stamp);
+  AppendLineBody(line, static_cast<unsigned>(level), file, function, IsMainThread(), text.c_str());
+  buffer[line.size()] = '\n';
+  WriteLine(buffer, line.size() + 1, toLog);
+}
+
+void TDiag::WriteLine(const char* text, size_t length, bool toLog) {
+  std::string& line = ThreadLineBuffer();
+  line.assign(text, length);
+  os_lock_guard guard(m_CritSect);
+  // The memory buffer and the viewer take the line here, in the same order
+  // as the file, once they are part of the engine.
+  if (toLog && !m_sDestName.empty()) m_pLogger->writeDest(m_sDestName, line, 0, 0);
+}
+
+void TDiag::PrintDirectly(const char* text) {
+  if (!text) return;
+  os_lock_guard guard(m_CritSect);
+  if (!m_sDestName.empty()) m_pLogger->writeDest(m_sDestName, text, 0, 0);
+}
+
+int TDiag::FlushDiagLog() {
+  os_lock_guard guard(m_CritSect);
+  if (m_sDestName.empty()) return 1;
+  return static_cast<int>(m_pLogger->flushDest(m_sDestName));
+}
+
+void TDiag::FormatTime(char* buffer, int size) {
+  _SYSTEMTIME now;
+  FormatTime(buffer, size, now);
+}
+
+void TDiag::FormatTime(char* buffer, int size, _SYSTEMTIME& time) {
+  if (!buffer || size < 24) return;
+  plinth::platform::get_local_time(time);
+  LineBuilder line(buffer, 23);
+  AppendTimeStamp(line, time);
+  line.Terminate();
+}
+
+// ---- settings ----
+
+void TDiag::SetDiagEnabled(bool enable) {
+  os_lock_guard guard(m_CritSect);
+  if (!enable) {
+    CloseLogFile();
+    m_bEnabled.store(false, std::memory_order_relaxed);
+    return;
+  }
+  if (!m_bEnabled.load(std::memory_order_relaxed)) {
+    if (!OpenLogFile()) return;
+    m_bEnabled.store(true, std::memory_order_relaxed);
+  }
+  // The viewer is looked for again here once it can be attached.
+}
+
+std::string TDiag::DumpAppInfoIntoDiag(void* diag) {
+  auto* self = static_cast<TDiag*>(diag);
+  if (!self || !self->m_pAppInfoProvider) return std::string();
+  return self->m_pAppInfoProvider(self->m_pAppInfoArgument);
+}
+
+// ---- thread call stacks ----
+
+bool TDiag::EnableStacks(StacksMode mode) {
+  switch (mode) {
+    case eStacksThreadObjects:
+      m_Stacks.Enable();
+      m_Stacks.handleStacks(false);
+      return true;
+    case eStacksRecording:
+      m_Stacks.Enable();
+      m_Stacks.handleStacks(true);
+      return true;
+    default:
+      return false;
+  }
+}
+
+void TDiag::DisableStacks(StacksMode mode) {
+  switch (mode) {
+    case eStacksNone:
+      m_Stacks.Disable();
+      m_Stacks.handleStacks(false);
+      break;
+    case eStacksThreadObjects:
+      m_Stacks.handleStacks(true);
+      break;
+    default:
+      break;
+  }
+}
+
+// ---- TDiagFunc ----
+
+TDiagFunc::TDiagFunc(const char* file, DbgLevels* levels, const char* function)
+    : m_pFile(file), m_pFunction(function), m_pLevels(levels) {
+  if (DiagStacks::m_SystemNotEnable.load(std::memory_order_relaxed)) return;
+  if (TDiag* diag = TDiag::m_pTheObject.load(std::memory_order_relaxed))
+    m_pTlsObj = diag->GetStacks().EnterFunction(function);
+}
+
+TDiagFunc::~TDiagFunc() {
+  TDiag* diag = TDiag::m_pTheObject.load(std::memory_order_relaxed);
+  if (!diag) return;
+  diag->GetStacks().LeaveFunction(m_pTlsObj);
+  if (!m_pLevels) return;
+  const bool toLog = diag->m_bEnabled.load(std::memory_order_relaxed) &&
+                     diag->GetFixedDebugLevel(DbgLevelLoad(m_pLevels->m_nDebugLevel)) >= 7;
+  const bool toBuffer =
+      diag->m_bBufferWanted && diag->GetFixedBufferLevel(DbgLevelLoad(m_pLevels->m_nBufferLevel)) >= 7;
+  if (toLog || toBuffer) diag->PrintMsg("Exit", m_pFile, m_pFunction, 7, -1, toLog, toBuffer);
+}
+
+FormatObj* TDiagFunc::GetThreadFormatObj() {
+  if (m_pTlsObj) return m_pTlsObj->m_pFormatObj;
+  return TDiag::m_pTheObject.load(std::memory_order_relaxed)->GetFormatObjFromPool();
+}

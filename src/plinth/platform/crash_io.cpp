@@ -1,0 +1,51 @@
+#include "plinth/platform/crash_io.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+namespace plinth::platform {
+int raw_open_append(const char* path, int permissions) noexcept {
+  int fd;
+  do {
+    fd = ::open(path, O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, permissions);
+  } while (fd < 0 && errno == EINTR);
+  return fd;
+}
+
+bool raw_write(int fd, const char* data, size_t size) noexcept {
+  while (size > 0) {
+    const ssize_t n = ::write(fd, data, size);
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      return false;
+    }
+    data += n;
+    size -= static_cast<size_t>(n);
+  }
+  return true;
+}
+
+bool raw_write(int fd, const char* text) noexcept { return raw_write(fd, text, std::strlen(text)); }
+
+void raw_close(int fd) noexcept { ::close(fd); }
+
+void raw_perror(const char* text) noexcept {
+  const int saved = errno;
+  // strerrordesc_np reads a constant table: no locale, no buffer.
+  const char* description = strerrordesc_np(saved);
+  raw_write(STDERR_FILENO, text);
+  raw_write(STDERR_FILENO, ": ");
+  raw_write(STDERR_FILENO, description ? description : "Unknown error");
+  raw_write(STDERR_FILENO, "\n");
+  errno = saved;
+}
+
+void host_name_into(char* buffer, size_t size) noexcept {
+  if (!buffer || size == 0) return;
+  if (gethostname(buffer, size) != 0) buffer[0] = '\0';
+  buffer[size - 1] = '\0';
+}
+}  // namespace plinth::platform
