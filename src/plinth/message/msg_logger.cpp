@@ -9,6 +9,7 @@
 #include <iostream>
 
 #include "plinth/message/msg_file.h"
+#include "plinth/message/string_format.h"
 #include "plinth/platform/os/os_time.h"
 
 unsigned char gFilterVec[kOCMsgMaxID + 1];
@@ -54,65 +55,6 @@ void AppendColumn(std::string& out, const char* text, size_t width) {
   const size_t n = text ? strnlen(text, width) : 0;
   out.append(text ? text : "", n);
   out.append(width - n, ' ');
-}
-
-// Expands a printf format whose conversions are %s (with flags, width,
-// precision and n$ positions) and %%. The format comes from a file, so any
-// other conversion is copied as it stands instead of reading an argument
-// that isn't there. Strings beyond the ten given read as "?".
-void ExpandFormat(const std::string& format, char* const* args, int count, size_t limit, std::string& out) {
-  const size_t start = out.size();
-  int next = 0;
-  auto arg = [&](int index) -> const char* { return index < count ? args[index] : "?"; };
-  const char* p = format.c_str();
-  const char* end = p + format.size();
-  while (p < end && out.size() - start < limit) {
-    if (*p != '%') {
-      const char* pct = static_cast<const char*>(std::memchr(p, '%', end - p));
-      const char* stop = pct ? pct : end;
-      out.append(p, stop - p);
-      p = stop;
-      continue;
-    }
-    const char* directive = p++;
-    if (p < end && *p == '%') {
-      out.push_back('%');
-      ++p;
-      continue;
-    }
-    int position = -1;
-    const char* q = p;
-    int digits = 0;
-    while (q < end && *q >= '0' && *q <= '9' && digits < 9) digits = digits * 10 + (*q++ - '0');
-    if (q < end && *q == '$' && q > p && digits > 0) {
-      position = digits - 1;
-      p = q + 1;
-    }
-    bool left = false;
-    while (p < end && std::strchr("-+ #0", *p)) left |= (*p++ == '-');
-    size_t width = 0;
-    while (p < end && *p >= '0' && *p <= '9' && width < 100000) width = width * 10 + (*p++ - '0');
-    size_t precision = static_cast<size_t>(-1);
-    if (p < end && *p == '.') {
-      ++p;
-      precision = 0;
-      while (p < end && *p >= '0' && *p <= '9' && precision < 100000) precision = precision * 10 + (*p++ - '0');
-    }
-    if (p >= end || *p != 's') {
-      // Not a string conversion: the directive stays as text.
-      const char* stop = p < end ? p + 1 : end;
-      out.append(directive, stop - directive);
-      p = stop;
-      continue;
-    }
-    ++p;
-    const char* s = arg(position >= 0 ? position : next++);
-    const size_t len = strnlen(s, precision);
-    if (!left && width > len) out.append(width - len, ' ');
-    out.append(s, len);
-    if (left && width > len) out.append(width - len, ' ');
-  }
-  if (out.size() - start > limit) out.resize(start + limit);
 }
 
 // "%04d" without the cost of printf: the number is on every line.
@@ -180,7 +122,8 @@ void OCMsgDefFormat::Format(const OCMsgMessage* message, const std::string& tag,
   out.append(number, nlen);
   out += message->m_sSeverity;
   out += ' ';
-  ExpandFormat(message->m_sFormat, args, std::clamp(count, 0, kMaxArgs), kWorkBufferSize - 1, out);
+  msg_aux::FormatStrings(out, message->m_sFormat, args, static_cast<size_t>(std::clamp(count, 0, kMaxArgs)), "?",
+                         kWorkBufferSize - 1);
   // A line cut short still ends as a line.
   if (!message->m_sFormat.empty() && out.back() != '\n') out.back() = '\n';
 }
