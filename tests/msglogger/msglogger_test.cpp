@@ -153,6 +153,7 @@ TEST_F(MsgLoggerTest, ContextLevelsAndTheDefaultFloor) {
 
 TEST_F(MsgLoggerTest, BadMessageFilesFailInitWithoutHarm) {
   const std::string good = "QRX0001 I 1 a msgs_log * - ok\n";
+  static const char kBinary[] = "QRX\x01\xff\x80 \x7f\x00 9 a b c d\n";
   const std::vector<std::string> bad = {
       good + "QRX0002 I 8 a msgs_log * - level above 7\n",
       good + "QRX0004 I 1 , msgs_log * - only a comma\n",
@@ -161,7 +162,7 @@ TEST_F(MsgLoggerTest, BadMessageFilesFailInitWithoutHarm) {
       "QRX0 I 1 a msgs_log * - number 0\n",
       "QRX100000 I 1 a msgs_log * - number beyond the table\n",
       "QRX-5 I 1 a msgs_log * - negative number\n",
-      std::string("QRX\x01\xff\x80 \x7f\x00 9 a b c d\n", 22),
+      std::string(kBinary, sizeof kBinary - 1),
   };
   for (const std::string& text : bad) {
     DestinationData dest = Dest(eSequentialFile, "msgs", "msgs_log");
