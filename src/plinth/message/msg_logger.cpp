@@ -135,6 +135,7 @@ OCMsgQueue::OCMsgQueue(unsigned capacity, bool dropWhenFull)
 
 OCMsgQueue::~OCMsgQueue() {
   for (OCMsgToLog* item : m_Deque) delete item;
+  for (OCMsgToLog* item : m_vSpare) delete item;
 }
 
 size_t OCMsgQueue::Size() {
@@ -142,33 +143,45 @@ size_t OCMsgQueue::Size() {
   return m_Deque.size();
 }
 
-bool OCMsgQueue::Put(OCMsgToLog* item) {
+OCMsgToLog* OCMsgQueue::Put(OCMsgToLog* item) {
+  OCMsgToLog* spare = nullptr;
   if (m_bDropWhenFull) {
-    bool full;
-    {
-      os_lock_guard guard(m_Lock);
-      full = m_Deque.size() >= m_nCapacity;
-      if (!full) m_Deque.push_back(item);
-    }
-    if (full) {
-      delete item;
-      return false;
+    os_lock_guard guard(m_Lock);
+    if (m_Deque.size() >= m_nCapacity) return item;  // lost: the item is the next one to fill
+    m_Deque.push_back(item);
+    if (!m_vSpare.empty()) {
+      spare = m_vSpare.back();
+      m_vSpare.pop_back();
     }
   } else {
     m_Slots.lock(1);
     os_lock_guard guard(m_Lock);
     m_Deque.push_back(item);
+    if (!m_vSpare.empty()) {
+      spare = m_vSpare.back();
+      m_vSpare.pop_back();
+    }
   }
   m_Items.unlock(1);
-  return true;
+  return spare;
 }
 
-OCMsgToLog* OCMsgQueue::Get() {
+void OCMsgQueue::Recycle(std::vector<OCMsgToLog*>& items) {
+  size_t kept = 0;
+  {
+    os_lock_guard guard(m_Lock);
+    while (kept < items.size() && m_vSpare.size() < m_nCapacity) m_vSpare.push_back(items[kept++]);
+  }
+  for (size_t i = kept; i < items.size(); ++i) delete items[i];
+  items.clear();
+}
+
+size_t OCMsgQueue::GetAll(std::vector<OCMsgToLog*>& out) {
   os_lock_guard guard(m_Lock);
-  if (m_Deque.empty()) return nullptr;
-  OCMsgToLog* item = m_Deque.front();
-  m_Deque.pop_front();
-  return item;
+  const size_t n = m_Deque.size();
+  out.insert(out.end(), m_Deque.begin(), m_Deque.end());
+  m_Deque.clear();
+  return n;
 }
 
 // ---- OCMsgLogger ----
@@ -214,6 +227,8 @@ OCMsgLogger::~OCMsgLogger() {
     delete message;
     message = nullptr;
   }
+  delete m_pSpare;
+  m_pSpare = nullptr;
   delete m_pQueue;
   m_pQueue = nullptr;
   m_ExitLibrary.Unload();
@@ -411,27 +426,36 @@ bool OCMsgLogger::FormatAndQ(int id, int count, char** args) {
   if (!message) return true;
   if (count > kMaxArgs) count = kMaxArgs;
   if (message->m_pExit && !message->m_pExit(id, &m_Objects, count, args)) return false;
+  // Before Init there is no queue, and nothing to write to.
+  if (!m_pQueue) return true;
+  OCMsgToLog* item = m_pSpare ? m_pSpare : new OCMsgToLog;
+  item->m_sText.clear();
   OCMsgDefFormat format;
   format.m_sCode = "ORB";
-  std::string line;
-  format.Format(message, m_sTag, m_sModule, args, count, line);
-  // Before Init there is no queue, and nothing to write to.
-  if (m_pQueue) m_pQueue->Put(new OCMsgToLog(std::move(line), message->m_vDests));
+  format.Format(message, m_sTag, m_sModule, args, count, item->m_sText);
+  item->m_vDests = message->m_vDests;
+  m_pSpare = m_pQueue->Put(item);
   return true;
 }
 
 void OCMsgLogger::ReadQueue() {
   if (!m_pQueue) return;
+  std::vector<OCMsgToLog*> batch;
   for (;;) {
     if (m_pQueue->Size() == 0 && m_bWrapUp.load()) return;
-    m_pQueue->WaitForItem();
-    OCMsgToLog* item = m_pQueue->Get();
-    if (!item) continue;  // woken to look at m_bWrapUp
-    m_pQueue->Release();
+    m_pQueue->WaitForItems(1);
+    const size_t n = m_pQueue->GetAll(batch);
+    if (n == 0) continue;  // woken to look at m_bWrapUp
+    // One unit stood for the first item; every other item's unit is given
+    // right after it went in, so waiting for them is short.
+    if (n > 1) m_pQueue->WaitForItems(static_cast<unsigned>(n - 1));
+    m_pQueue->Release(static_cast<unsigned>(n));
     // The host may have ended the Logger before this object: write only to
     // the one that lives.
-    if (Logger* logger = Logger::m_theObject.load()) logger->writeDest(m_sDestName, item->m_sText, 0, 0);
-    delete item;
+    Logger* logger = Logger::m_theObject.load();
+    for (OCMsgToLog* item : batch)
+      if (logger) logger->writeDest(m_sDestName, item->m_sText, 0, 0);
+    m_pQueue->Recycle(batch);
   }
 }
 

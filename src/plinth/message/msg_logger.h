@@ -67,6 +67,7 @@ public:
 // One item of the queue: a finished line.
 class OCMsgToLog {
 public:
+  OCMsgToLog() = default;
   OCMsgToLog(std::string text, std::vector<LoggerBaseDestination*> dests)
       : m_sText(std::move(text)), m_vDests(std::move(dests)) {}
   virtual ~OCMsgToLog() = default;
@@ -111,24 +112,33 @@ public:
   OCMsgQueue(const OCMsgQueue&) = delete;
   OCMsgQueue& operator=(const OCMsgQueue&) = delete;
 
-  // Takes ownership of item; false when it was dropped.
-  bool Put(OCMsgToLog* item);
-  // The oldest item, or null when the queue is empty. Does not wait.
-  OCMsgToLog* Get();
+  // Takes ownership of item (a full queue in drop mode recycles it at once).
+  // Gives back a written item to fill next, or null: items go round between
+  // writers and the reader instead of being freed by one thread and
+  // allocated by another, which makes the two contend in the allocator.
+  OCMsgToLog* Put(OCMsgToLog* item);
+  // Keeps written items for reuse (frees those beyond the capacity) and
+  // empties the vector.
+  void Recycle(std::vector<OCMsgToLog*>& items);
+  // Moves every item, oldest first, to the end of out; the number moved.
+  // The reader takes what has gathered in one go, so that it meets the
+  // writers on the lock once per batch rather than once per line.
+  size_t GetAll(std::vector<OCMsgToLog*>& out);
   size_t Size();
-  // Waits for an item to be announced (or for Wake).
-  void WaitForItem() { m_Items.lock(1); }
+  // Waits for n items to be announced (or for Wake).
+  void WaitForItems(unsigned n) { m_Items.lock(n); }
   // Lets a reader that waits for an item go on, to see that it should end.
   void Wake() { m_Items.unlock(1); }
-  // Gives a place back after an item was taken, in blocking mode.
-  void Release() {
-    if (!m_bDropWhenFull) m_Slots.unlock(1);
+  // Gives n places back after items were taken, in blocking mode.
+  void Release(unsigned n) {
+    if (!m_bDropWhenFull) m_Slots.unlock(n);
   }
 
   os_counting_semaphore m_Items{0};
   os_counting_semaphore m_Slots;
   os_critical_section m_Lock;
   std::deque<OCMsgToLog*> m_Deque;
+  std::vector<OCMsgToLog*> m_vSpare;  // written items, for reuse
   uint32_t m_nCapacity;
   bool m_bDropWhenFull;
 };
@@ -175,6 +185,8 @@ public:
   DynamicLibrary m_ExitLibrary;
 
 private:
+  OCMsgToLog* m_pSpare = nullptr;  // the next item to fill, under m_Lock
+
   OCMsgLogger();
 
   bool LoadMsgs(const char* msgFile);
