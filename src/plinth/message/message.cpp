@@ -5,6 +5,7 @@
 #include <cstring>
 #include <initializer_list>
 
+#include "plinth/message/string_format.h"
 #include "plinth/platform/os/os_tokenizer.h"
 #include "plinth/system/tracer.h"
 
@@ -88,60 +89,11 @@ private:
   size_t m_nSize = 0;
 };
 
-// printf-style formatting restricted to string arguments, so that a format
-// from a user can never read an argument that isn't there: `%s` (with the
-// flag `-`, a width and a precision) takes the next argument, or empty text
-// when none is left; `%%` is a percent sign; any other conversion is written
-// as it stands.
+// The context formats come from users: expand them with strings only.
 void FormatStrings(FixedBuffer& out, const std::string& format, std::initializer_list<const char*> args) {
-  const char* const* next = args.begin();
-  const size_t n = format.size();
-  for (size_t i = 0; i < n; ++i) {
-    if (format[i] != '%') {
-      out.put(format[i]);
-      continue;
-    }
-    size_t j = i + 1;
-    if (j < n && format[j] == '%') {
-      out.put('%');
-      i = j;
-      continue;
-    }
-    bool left = false;
-    while (j < n && std::strchr("-+ #0", format[j]) && format[j] != '\0') {
-      if (format[j] == '-') left = true;
-      ++j;
-    }
-    // Any width or precision beyond the buffer acts as the buffer's size.
-    auto readNumber = [&](size_t& pos) {
-      size_t value = 0;
-      while (pos < n && format[pos] >= '0' && format[pos] <= '9') {
-        if (value < 100000) value = value * 10 + static_cast<size_t>(format[pos] - '0');
-        ++pos;
-      }
-      return value;
-    };
-    const size_t width = readNumber(j);
-    size_t precision = static_cast<size_t>(-1);
-    if (j < n && format[j] == '.') {
-      ++j;
-      precision = readNumber(j);
-    }
-    if (j >= n || format[j] != 's') {
-      out.put('%');
-      continue;
-    }
-    const char* arg = next != args.end() ? *next++ : "";
-    size_t len = std::strlen(arg);
-    if (len > precision) len = precision;
-    const size_t pad = width > len ? width - len : 0;
-    if (!left)
-      for (size_t p = 0; p < pad && p < 4096; ++p) out.put(' ');
-    out.put(arg, len);
-    if (left)
-      for (size_t p = 0; p < pad && p < 4096; ++p) out.put(' ');
-    i = j;
-  }
+  std::string text;
+  msg_aux::FormatStrings(text, format, args.begin(), args.size(), "", 1 << 16);
+  out.put(text.data(), text.size());
 }
 
 }  // namespace

@@ -1,6 +1,7 @@
 #include "plinth/platform/os/os_thread.h"
 
 #include <pthread.h>
+#include <sched.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -25,7 +26,7 @@ void os_this_thread::sleep(int milliseconds) noexcept {
   }
 }
 
-os_thread::os_thread(void* (*start)(void*), void* argument) {
+os_thread::os_thread(void* (*start)(void*), void* argument, int, bool) {
   std::promise<uint32_t> started;
   std::future<uint32_t> id = started.get_future();
   try {
@@ -39,8 +40,39 @@ os_thread::os_thread(void* (*start)(void*), void* argument) {
   m_Record.m_nId = id.get();
 }
 
+void os_this_thread::yield() noexcept { sched_yield(); }
+
 os_thread::~os_thread() { join(); }
 
 void os_thread::join() {
   if (m_Record.m_Thread.joinable()) m_Record.m_Thread.join();
+}
+
+bool os_counting_semaphore::TryTake(unsigned n) {
+  uint64_t count = m_nCount.load();
+  while (count >= n)
+    if (m_nCount.compare_exchange_weak(count, count - n)) return true;
+  return false;
+}
+
+void os_counting_semaphore::lock(unsigned n) {
+  if (TryTake(n)) return;
+  std::unique_lock<std::mutex> guard(m_Mutex);
+  // Counted before the count is looked at again: a giver that adds after
+  // that look sees the waiter and wakes it (both sides are sequentially
+  // consistent).
+  m_nWaiters.fetch_add(1);
+  m_Cond.wait(guard, [&] { return TryTake(n); });
+  m_nWaiters.fetch_sub(1);
+}
+
+void os_counting_semaphore::unlock(unsigned n) {
+  m_nCount.fetch_add(n);
+  if (m_nWaiters.load() == 0) return;
+  std::lock_guard<std::mutex> guard(m_Mutex);
+  // Several waiters may each want fewer units than were given back.
+  if (n == 1)
+    m_Cond.notify_one();
+  else
+    m_Cond.notify_all();
 }

@@ -3,7 +3,10 @@
 // an os_thread that the system refuses throws os_thread_toolkit_error.
 #pragma once
 
+#include <atomic>
+#include <condition_variable>
 #include <cstdint>
+#include <mutex>
 #include <thread>
 
 #include "plinth/platform/os/os_error.h"
@@ -15,6 +18,8 @@ public:
   static unsigned long handle() noexcept;
   // Sleeps the calling thread; the argument is in milliseconds.
   static void sleep(int milliseconds) noexcept;
+  // Lets other threads run before the caller goes on.
+  static void yield() noexcept;
 };
 
 // The record of a started thread. The id comes first: callers that know
@@ -34,7 +39,10 @@ public:
 // running or detached when its object goes away.
 class os_thread {
 public:
-  os_thread(void* (*start)(void*), void* argument);
+  // The int and bool of the toolkit's signature (a stack size hint and a
+  // detached start) are accepted for callers written against it; a thread
+  // is never started detached here, so that every one can be joined.
+  os_thread(void* (*start)(void*), void* argument, int = 0, bool = false);
   ~os_thread();
   os_thread(const os_thread&) = delete;
   os_thread& operator=(const os_thread&) = delete;
@@ -46,4 +54,25 @@ public:
 
 private:
   os_thread_t m_Record;
+};
+
+// Counts free units; lock takes units, waiting until they are there. Taking
+// and giving back without a waiter are single atomic operations: the mutex
+// is only for sleeping.
+class os_counting_semaphore {
+public:
+  explicit os_counting_semaphore(unsigned start = 0) : m_nCount(start) {}
+  os_counting_semaphore(const os_counting_semaphore&) = delete;
+  os_counting_semaphore& operator=(const os_counting_semaphore&) = delete;
+
+  void lock(unsigned n = 1);
+  void unlock(unsigned n = 1);
+
+private:
+  bool TryTake(unsigned n);
+
+  std::mutex m_Mutex;
+  std::condition_variable m_Cond;
+  std::atomic<uint64_t> m_nCount;
+  std::atomic<uint32_t> m_nWaiters{0};
 };

@@ -8,6 +8,7 @@
 
 namespace {
 std::atomic<int64_t> g_offsetUs{0};
+std::atomic<int64_t> g_frozenUs{0};
 
 struct tm local_fields(int64_t us) {
   time_t secs = static_cast<time_t>(us >= 0 ? us / 1000000 : (us - 999999) / 1000000);
@@ -24,6 +25,8 @@ int sub_second_us(int64_t us) {
 
 namespace os_clock {
 int64_t now_us() noexcept {
+  if (int64_t frozen = g_frozenUs.load(std::memory_order_relaxed))
+    return frozen + g_offsetUs.load(std::memory_order_relaxed);
   auto real = std::chrono::duration_cast<std::chrono::microseconds>(
                   std::chrono::system_clock::now().time_since_epoch())
                   .count();
@@ -33,6 +36,7 @@ void advance_seconds(int64_t seconds) noexcept {
   g_offsetUs.fetch_add(seconds * 1000000, std::memory_order_relaxed);
 }
 void set_offset_us(int64_t offset) noexcept { g_offsetUs.store(offset, std::memory_order_relaxed); }
+void set_frozen_us(int64_t us) noexcept { g_frozenUs.store(us, std::memory_order_relaxed); }
 int64_t offset_us() noexcept { return g_offsetUs.load(std::memory_order_relaxed); }
 }  // namespace os_clock
 

@@ -18,6 +18,9 @@ int64_t now_us() noexcept;
 void advance_seconds(int64_t seconds) noexcept;
 void set_offset_us(int64_t offset) noexcept;
 int64_t offset_us() noexcept;
+// Test hook: "now" stays at the given time (plus the offset) until thawed
+// with 0, so that tests can compare texts that carry the time.
+void set_frozen_us(int64_t us) noexcept;
 }  // namespace os_clock
 
 // A signed span of time, microsecond resolution.
