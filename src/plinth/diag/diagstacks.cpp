@@ -325,7 +325,7 @@ void DiagStacks::PrintAsyncSigalSafe(int64_t time, const char* header) const {
   char buffer[256];
   LineBuilder heading(buffer, sizeof buffer - 1);
   heading.Text("\n   *** Stacks of threads *** (current thread is ");
-  heading.Unsigned(os_this_thread::id());
+  heading.Unsigned(plinth::platform::raw_thread_id());
   heading.Text(")\n");
   if ((header && !raw_write(fd, header)) || !raw_write(fd, buffer, heading.size())) {
     raw_perror("DiagStacks::PrintAsyncSigalSafe failed to write to file");

@@ -1,6 +1,7 @@
 #include "plinth/platform/crash_io.h"
 
 #include <fcntl.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -49,4 +50,6 @@ void host_name_into(char* buffer, size_t size) noexcept {
   if (gethostname(buffer, size) != 0) buffer[0] = '\0';
   buffer[size - 1] = '\0';
 }
+unsigned long raw_thread_id() noexcept { return static_cast<unsigned long>(syscall(SYS_gettid)); }
+
 }  // namespace plinth::platform

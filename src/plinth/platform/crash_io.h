@@ -19,4 +19,8 @@ bool raw_close(int fd) noexcept;
 void raw_perror(const char* text) noexcept;
 // The host name into the buffer, terminated; an empty text on failure.
 void host_name_into(char* buffer, size_t size) noexcept;
+// The calling thread's kernel id straight from the system: the cached id
+// lives in thread-local storage, whose first use in a thread of a loaded
+// library may allocate.
+unsigned long raw_thread_id() noexcept;
 }  // namespace plinth::platform
