@@ -33,8 +33,8 @@ bool TDiag::CreateDestinations() {
   std::string base = (m_pOutputFileName && *m_pOutputFileName) ? m_pOutputFileName : "general";
   base += "_diag.";
   base += host;
-  if (!m_sLogicalName.empty()) base += "." + m_sLogicalName;
-  if (m_bIsPIDUsed) base += "." + std::to_string(plinth::platform::process_id());
+  if (!m_sLogicalName.empty()) base.append(1, '.').append(m_sLogicalName);
+  if (m_bIsPIDUsed) base.append(1, '.').append(std::to_string(plinth::platform::process_id()));
 
   LoggerParams params;
   params.InsertInt("mode", m_bIsCyclic ? kCyclicMode : kSequentialMode);
@@ -81,7 +81,7 @@ void TDiag::GetLogFile(char* buffer, bool withPath) {
   std::string text = withPath && !m_sLogPath.empty() ? m_sLogPath + "/" + name : std::string(name);
   text += "_diag.";
   text += plinth::platform::host_name();
-  if (m_bIsPIDUsed) text += "." + std::to_string(plinth::platform::process_id());
+  if (m_bIsPIDUsed) text.append(1, '.').append(std::to_string(plinth::platform::process_id()));
   if (m_bIsCyclic) {
     const os_date today = os_date::today();
     char date[32];
@@ -98,7 +98,7 @@ void TDiag::GetINIFile(char* buffer, bool withPath) {
   if (!buffer) return;
   const char* name = m_pOutputFileName ? m_pOutputFileName : "";
   std::string text = withPath && !m_sIniPath.empty() ? m_sIniPath + "/" + name : std::string(name);
-  if (!m_sLogicalName.empty()) text += "." + m_sLogicalName;
+  if (!m_sLogicalName.empty()) text.append(1, '.').append(m_sLogicalName);
   text += "_DiagLvls.ini";
   if (text.size() > kMaxIniFileName) text.clear();
   CopyOut(text, buffer);
@@ -110,10 +110,10 @@ void TDiag::BuildFileName4Type(const char* type, std::string& name) const {
   name += "/";
   name += m_pOutputFileName ? m_pOutputFileName : "";
   name += type;
-  name += "." + ShortHostName();
-  if (!m_sLogicalName.empty()) name += "." + m_sLogicalName;
-  if (m_bIsPIDUsed) name += "." + std::to_string(plinth::platform::process_id());
-  name += "." + os_time_and_date::now().to_string("%Y%m%d_%H%M%S");
+  name.append(1, '.').append(ShortHostName());
+  if (!m_sLogicalName.empty()) name.append(1, '.').append(m_sLogicalName);
+  if (m_bIsPIDUsed) name.append(1, '.').append(std::to_string(plinth::platform::process_id()));
+  name.append(1, '.').append(os_time_and_date::now().to_string("%Y%m%d_%H%M%S"));
   name += ".txt";
 }
 
