@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <ctime>
 #include <string>
 #include <vector>
@@ -21,6 +20,8 @@ inline std::string ShortHost() {
   std::string host = plinth::platform::host_name();
   return host.substr(0, host.find('.'));
 }
+inline std::string Pid() { return std::to_string(plinth::platform::process_id()); }
+inline std::string Tid() { return std::to_string(os_this_thread::id()); }
 
 inline std::vector<std::string> SplitLines(const std::string& text) {
   std::vector<std::string> lines;
@@ -30,6 +31,9 @@ inline std::vector<std::string> SplitLines(const std::string& text) {
   if (start < text.size()) lines.push_back(text.substr(start));
   return lines;
 }
+
+// The part of a line behind its time stamp ("dd/mm/yyyy\thh:mm:ss.mmm").
+inline std::string Body(const std::string& line) { return line.size() > 23 ? line.substr(23) : line; }
 
 // Moves the clock so that "now" is the given UTC time plus the milliseconds.
 inline void SetClockUtc(int year, int month, int day, int hour, int minute, int second, int ms) {
@@ -58,6 +62,11 @@ protected:
   void Init(const std::string& logical = "") { diag->Initialize(dir.path(), dir.path(), logical); }
   std::string DiagFile() const { return dir / ("general_diag." + ShortHost() + ".txt"); }
   std::vector<std::string> Lines() const { return SplitLines(ReadFile(DiagFile())); }
+  std::vector<std::string> Bodies() const {
+    std::vector<std::string> bodies;
+    for (const std::string& line : Lines()) bodies.push_back(Body(line));
+    return bodies;
+  }
 
   TempDir dir;
   TDiag* diag = nullptr;
