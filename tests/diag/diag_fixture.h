@@ -37,16 +37,9 @@ inline std::string Body(const std::string& line) { return line.size() > 23 ? lin
 
 // Moves the clock so that "now" is the given UTC time plus the milliseconds.
 inline void SetClockUtc(int year, int month, int day, int hour, int minute, int second, int ms) {
-  struct tm fields{};
-  fields.tm_year = year - 1900;
-  fields.tm_mon = month - 1;
-  fields.tm_mday = day;
-  fields.tm_hour = hour;
-  fields.tm_min = minute;
-  fields.tm_sec = second;
-  const int64_t target = static_cast<int64_t>(timegm(&fields)) * 1000000 + ms * 1000;
+  struct tm fields{second, minute, hour, day, month - 1, year - 1900, 0, 0, 0, 0, nullptr};
   os_clock::set_offset_us(0);
-  os_clock::set_offset_us(target - os_clock::now_us());
+  os_clock::set_offset_us(static_cast<int64_t>(timegm(&fields)) * 1000000 + ms * 1000 - os_clock::now_us());
 }
 
 class DiagTest : public ::testing::Test {

@@ -97,12 +97,11 @@ TEST_F(LevelsTest, KeywordsWithTheirBoundsAndWords) {
 TEST_F(LevelsTest, TokensLandOnTheDefaultsOfIgnoreMinimum) {
   WriteLevels("ini=5\nIgnoreMinimum=1\nMinimumDbgLvl=3\n&2 4 6\n");
   Init();
-  EXPECT_EQ(DbgLevelLoad(g_ini.m_nDebugLevel), 5u);
-  EXPECT_EQ(DbgLevelLoad(g_other.m_nDebugLevel), 3u);
-  EXPECT_EQ(diag->GetFileDebugLevel("levels_test", false), 3u);
-  EXPECT_EQ(diag->GetContextDebugLevel(1u << 5, true), 3u);
-  EXPECT_EQ(diag->GetContextDebugLevel(1u << 2, true), 4u);
-  EXPECT_EQ(diag->GetContextBufferLevel(1u << 2), 6u);
+  // The files ini, other and this one; the contexts 5 and 2, and 2's buffer.
+  EXPECT_EQ((std::vector<unsigned>{DbgLevelLoad(g_ini.m_nDebugLevel), DbgLevelLoad(g_other.m_nDebugLevel),
+                                   diag->GetFileDebugLevel("levels_test", false), diag->GetContextDebugLevel(1u << 5, true),
+                                   diag->GetContextDebugLevel(1u << 2, true), diag->GetContextBufferLevel(1u << 2)}),
+            (std::vector<unsigned>{5, 3, 3, 3, 4, 6}));
   diag->SetDebugLevel("C:\\other\\INI.h", 1);
   EXPECT_EQ(diag->GetFileDebugLevel("ini", false), 1u);  // quieter than the minimum
   bool toLog, toBuffer;
@@ -124,7 +123,7 @@ TEST_F(LevelsTest, RawAndEffectiveLevelsOfFilesAndContexts) {
   EXPECT_EQ(diag->GetFileDebugLevel("never_registered", true), 3u);
   diag->SetDiagBufferLevels("never_registered", 7, 7);
   std::vector<std::string> files{"kept"};
-  diag->GetFileVec(files);
+  diag->GetFileVec(files);  // appends the registered files only
   EXPECT_EQ(files[0], "kept");
   EXPECT_EQ(std::count(files.begin(), files.end(), "never_registered"), 0);
   EXPECT_EQ(std::count(files.begin(), files.end(), "ini"), 1);

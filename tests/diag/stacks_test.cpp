@@ -53,12 +53,10 @@ std::vector<std::string> Stack(const std::string& prefix, const std::string& hea
 }
 
 // The stacks of the main thread and a worker, in thread id order.
-template <class T>
-std::vector<T> InIdOrder(unsigned long worker, const std::vector<T>& mainPart, const std::vector<T>& workerPart) {
-  std::vector<T> both = os_this_thread::id() < worker ? mainPart : workerPart;
-  const std::vector<T>& second = os_this_thread::id() < worker ? workerPart : mainPart;
-  both.insert(both.end(), second.begin(), second.end());
-  return both;
+std::vector<std::string> InIdOrder(unsigned long worker, std::vector<std::string> mainPart, std::vector<std::string> workerPart) {
+  if (worker < os_this_thread::id()) std::swap(mainPart, workerPart);
+  mainPart.insert(mainPart.end(), workerPart.begin(), workerPart.end());
+  return mainPart;
 }
 
 const std::string kPrint = "\t[4]\tdiagstacks\tDiagStacks::Print\t";
@@ -66,9 +64,9 @@ const std::string kNotEnabled = " Diag Stacks system is not enabled !!!!";
 
 }  // namespace
 
-TEST_F(DiagTest, PrintShowsEveryThreadThatIsInsideAScope) {
+TEST_F(DiagTest, BothPrintersShowEveryThreadThatIsInsideAScope) {
   Init();
-  const std::string header = kPrint + "   *** Stacks of threads *** (current thread is " + Tid() + ")";
+  const std::string heading = "   *** Stacks of threads *** (current thread is " + Tid() + ")";
   {
     Worker idle({"A", "B"});
     diag->PrintStacks();  // not recording: thread objects only, no walk
@@ -76,13 +74,31 @@ TEST_F(DiagTest, PrintShowsEveryThreadThatIsInsideAScope) {
   ASSERT_TRUE(diag->EnableStacks(TDiag::eStacksRecording));
   Worker deep({"Outer", "Middle", "Inner"});
   std::thread([] { Nest({"Gone"}); }).join();
-  diag->PrintStacks();
+  // Deeper than the first block of entries, so the walk crosses into later ones.
+  std::vector<std::string> names;
+  for (int i = 0; i < 130; ++i) names.push_back("F" + std::to_string(i));
+  std::vector<const char*> pointers;
+  for (const std::string& n : names) pointers.push_back(n.c_str());
+  Nest(pointers, [&] {
+    diag->PrintStacks();
+    diag->PrintStacksSafe(1500000000, nullptr);
+    diag->PrintStacksSafe(1500000000, "second\n");
+  });
 
-  std::vector<std::string> expected{header, header};
-  const std::vector<std::string> walk =
-      InIdOrder(deep.m_nId, Stack(kPrint, "   Stack of thread " + Tid() + ", depth 1", {"DiagStacks::Print"}),
-                Stack(kPrint, "   Stack of thread " + std::to_string(deep.m_nId) + ", depth 3", {"Outer", "Middle", "Inner"}));
-  expected.insert(expected.end(), walk.begin(), walk.end());
+  const std::string id = std::to_string(deep.m_nId);
+  std::string safe;
+  for (const std::string& line : InIdOrder(deep.m_nId, Stack("", "   Stack of thread=" + Tid() + ", depth=130", names),
+                                           Stack("", "   Stack of thread=" + id + ", depth=3", {"Outer", "Middle", "Inner"})))
+    safe += line + "\n";
+  char name[1024];
+  diag->BuildFileName4TypeSafe("_diagstacks", 1500000000, name, sizeof name);
+  EXPECT_EQ(ReadFile(name), "\n" + heading + "\n" + safe + "second\n\n" + heading + "\n" + safe);
+
+  names.push_back("DiagStacks::Print");
+  std::vector<std::string> expected{kPrint + heading, kPrint + heading};
+  for (const std::string& line : InIdOrder(deep.m_nId, Stack(kPrint, "   Stack of thread " + Tid() + ", depth 131", names),
+                                           Stack(kPrint, "   Stack of thread " + id + ", depth 3", {"Outer", "Middle", "Inner"})))
+    expected.push_back(line);
   EXPECT_EQ(Bodies(), expected);
 }
 
@@ -137,34 +153,6 @@ TEST_F(DiagTest, LeavingAnEmptyStackChangesNothing) {
   stacks.EnterFunction("Recorded");
   ASSERT_EQ(own->m_pStack->Depth(), 1u);
   EXPECT_STREQ(own->m_pStack->NameAt(0), "Recorded");
-}
-
-TEST_F(DiagTest, CrashSafeDumpAppendsToItsFile) {
-  Init();
-  diag->EnableStacks(TDiag::eStacksRecording);
-  Worker worker({"W1", "W2"});
-  // Deeper than the first block of entries, so the walk crosses into later ones.
-  std::vector<std::string> names;
-  for (int i = 0; i < 130; ++i) names.push_back("F" + std::to_string(i));
-  std::vector<const char*> pointers;
-  for (const std::string& n : names) pointers.push_back(n.c_str());
-  Nest(pointers, [&] {
-    diag->PrintStacksSafe(1500000000, nullptr);
-    diag->PrintStacksSafe(1500000000, "second\n");
-  });
-  char name[1024];
-  diag->BuildFileName4TypeSafe("_diagstacks", 1500000000, name, sizeof name);
-
-  auto joined = [](const std::vector<std::string>& lines) {
-    std::string text;
-    for (const std::string& line : lines) text += line + "\n";
-    return text;
-  };
-  const std::string walk = joined(InIdOrder(worker.m_nId, Stack("", "   Stack of thread=" + Tid() + ", depth=130", names),
-                                            Stack("", "   Stack of thread=" + std::to_string(worker.m_nId) + ", depth=2",
-                                                  {"W1", "W2"})));
-  const std::string heading = "\n   *** Stacks of threads *** (current thread is " + Tid() + ")\n";
-  EXPECT_EQ(ReadFile(name), heading + walk + "second\n" + heading + walk);
 }
 
 TEST_F(DiagTest, CrashSafeDumpFallsBackToStandardError) {
