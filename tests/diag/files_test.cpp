@@ -50,8 +50,8 @@ TEST_F(DiagTest, LogLevelsAndSideFileNames) {
   Init("srv");
   const std::string host = plinth::platform::host_name(), at = ShortHost() + ".srv.";
   char buffer[1024];
-  auto name = [&](void (TDiag::*get)(char*, bool), bool withPath) {
-    (diag->*get)(buffer, withPath);
+  auto name = [d = diag, &buffer](void (TDiag::*get)(char*, bool), bool withPath) {
+    (d->*get)(buffer, withPath);
     return std::string(buffer);
   };
   EXPECT_EQ(name(&TDiag::GetLogFile, false), "general_diag." + host + ".txt");
