@@ -6,7 +6,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <cstring>
 #include <ctime>
 #include <string>
 #include <vector>
@@ -21,6 +20,8 @@ inline std::string ShortHost() {
   std::string host = plinth::platform::host_name();
   return host.substr(0, host.find('.'));
 }
+inline std::string Pid() { return std::to_string(plinth::platform::process_id()); }
+inline std::string Tid() { return std::to_string(os_this_thread::id()); }
 
 inline std::vector<std::string> SplitLines(const std::string& text) {
   std::vector<std::string> lines;
@@ -31,18 +32,14 @@ inline std::vector<std::string> SplitLines(const std::string& text) {
   return lines;
 }
 
+// The part of a line behind its time stamp ("dd/mm/yyyy\thh:mm:ss.mmm").
+inline std::string Body(const std::string& line) { return line.size() > 23 ? line.substr(23) : line; }
+
 // Moves the clock so that "now" is the given UTC time plus the milliseconds.
 inline void SetClockUtc(int year, int month, int day, int hour, int minute, int second, int ms) {
-  struct tm fields{};
-  fields.tm_year = year - 1900;
-  fields.tm_mon = month - 1;
-  fields.tm_mday = day;
-  fields.tm_hour = hour;
-  fields.tm_min = minute;
-  fields.tm_sec = second;
-  const int64_t target = static_cast<int64_t>(timegm(&fields)) * 1000000 + ms * 1000;
+  struct tm fields{second, minute, hour, day, month - 1, year - 1900, 0, 0, 0, 0, nullptr};
   os_clock::set_offset_us(0);
-  os_clock::set_offset_us(target - os_clock::now_us());
+  os_clock::set_offset_us(static_cast<int64_t>(timegm(&fields)) * 1000000 + ms * 1000 - os_clock::now_us());
 }
 
 class DiagTest : public ::testing::Test {
@@ -58,6 +55,11 @@ protected:
   void Init(const std::string& logical = "") { diag->Initialize(dir.path(), dir.path(), logical); }
   std::string DiagFile() const { return dir / ("general_diag." + ShortHost() + ".txt"); }
   std::vector<std::string> Lines() const { return SplitLines(ReadFile(DiagFile())); }
+  std::vector<std::string> Bodies() const {
+    std::vector<std::string> bodies;
+    for (const std::string& line : Lines()) bodies.push_back(Body(line));
+    return bodies;
+  }
 
   TempDir dir;
   TDiag* diag = nullptr;
