@@ -84,18 +84,18 @@ TEST(ReadWriteSemaphore, WriterReadsAndRecurses) {
   EXPECT_EQ(State(sem), Expected(false, 0, 0, 0));
 }
 
-TEST(ReadWriteSemaphore, SoleReaderUpgradesAndKeepsItsReadLocks) {
+TEST(ReadWriteSemaphore, SoleReaderUpgradesRecursivelyAndKeepsItsReadLocks) {
   read_write_semaphore2 sem(true);
   sem.read_lock();
   sem.read_lock();
-  sem.write_lock();
-  EXPECT_EQ(State(sem), Expected(true, 2, 0, 1));
-  sem.write_unlock();
   EXPECT_TRUE(sem.try_write_lock());
+  sem.write_lock();
+  EXPECT_EQ(State(sem), Expected(true, 2, 0, 2));
+  sem.write_unlock();
   sem.write_unlock();
   sem.read_unlock();
   sem.read_unlock();
-  EXPECT_TRUE(OnOtherThread([&] { return sem.try_write_lock() && (sem.write_unlock(), true); }));
+  EXPECT_EQ(State(sem), Expected(true, 0, 0, 0));
 }
 
 TEST(ReadWriteSemaphore, UpgradeWaitsForTheOtherReaders) {
