@@ -76,10 +76,6 @@ inline void WriteFile(const std::string& path, const std::string& text) {
   out << text;
 }
 
-inline size_t CountLines(const std::string& text) {
-  return static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
-}
-
 // Sets a file's modification time to `secondsAgo` before the real now.
 inline void AgeFile(const std::string& path, long secondsAgo) {
   struct timespec times[2];

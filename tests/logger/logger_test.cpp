@@ -12,31 +12,18 @@ TEST(ParamsHolder, UniqueInsertionAndLookUpIntoOutParameters) {
   LoggerParams p;
   EXPECT_TRUE(p.InsertString("name", "first"));
   EXPECT_FALSE(p.InsertString("name", "second"));
-  EXPECT_TRUE(p.InsertInt("type", 1));
   int dummy = 7;
-  EXPECT_TRUE(p.InsertPointer("obj_ptr", &dummy));
-
+  p.InsertPointer("obj_ptr", &dummy);
   std::string s = "stale";
   EXPECT_TRUE(p.GetString("name", s));
   EXPECT_EQ(s, "first");
   EXPECT_FALSE(p.GetString("absent", s));
   EXPECT_EQ(s, "");
-  int i = 99;
-  EXPECT_FALSE(p.GetInt("absent", i));
-  EXPECT_EQ(i, 0);
-  void* ptr = &i;
-  EXPECT_FALSE(p.GetPointer("absent", ptr));
-  EXPECT_EQ(ptr, nullptr);
-  char k = 'x';
-  EXPECT_FALSE(p.GetFlag("absent", k));
-  EXPECT_EQ(k, 0);
-
   // A copy owns its maps and still answers after the source is gone.
   auto* source = new LoggerParams(p);
   LoggerParams copy(*source);
   delete source;
-  EXPECT_TRUE(copy.GetInt("type", i));
-  EXPECT_EQ(i, 1);
+  void* ptr = nullptr;
   EXPECT_TRUE(copy.GetPointer("obj_ptr", ptr));
   EXPECT_EQ(ptr, &dummy);
 }
@@ -48,8 +35,7 @@ TEST_F(LoggerTest, EmergencyFileNameHasHostPidTimeAndTwoTxt) {
                          "/OrbLogEmergencyFile\\." + host + "\\." + std::to_string(getpid()) +
                          "\\.[0-9]{6}_[0-9]{6}\\.txt\\.txt");
   EXPECT_TRUE(std::regex_match(logger->GetEmergencyFileName(), shape)) << logger->GetEmergencyFileName();
-  // Nothing is written until something fails.
-  EXPECT_TRUE(dir.names().empty());
+  EXPECT_TRUE(dir.names().empty());  // nothing is written until something fails
 }
 
 TEST_F(LoggerTest, SecondInitKeepsPathAndCallback) {
@@ -57,57 +43,37 @@ TEST_F(LoggerTest, SecondInitKeepsPathAndCallback) {
   Logger::InitParams init;
   init.InsertString("path", other.path());
   logger->initLogger(init, nullptr);
-  EXPECT_TRUE(logger->isValid());
   ASSERT_EQ(Create(Sequential("app")), 0u);
-  std::string name;
-  dynamic_cast<LoggerFileDest*>(logger->getDest("sequential_files"))->GetFileName(name);
-  EXPECT_EQ(name, dir / "app.txt");
+  logger->writeDest("sequential_files", "x\n", 0, 0);
+  EXPECT_EQ(ReadFile(dir / "app.txt"), "x\n");
   // A ring written before it is opened refuses; the first callback is still in place.
   ASSERT_EQ(Create(Cyclic("bad", 2, 2, "x")), 0u);
-  EXPECT_FALSE(logger->getDest("x")->Write("refused: never opened\n", 0, 0));
   logger->writeDest("x", "refused: never opened\n", 0, 0);
-  EXPECT_EQ(CallbackTexts().size(), 1u);
-  EXPECT_EQ(dir.names().size(), 1u);  // the emergency file; no ring file
+  EXPECT_EQ(CallbackTexts(), std::vector<std::string>{"refused: never opened\n"});
 }
 
 TEST_F(LoggerTest, CreateFailuresGoToTheEmergencyFile) {
   LoggerParams bad = Sequential("app", "no_such_type");
   bad.m_mInts["type"] = 3;
-  EXPECT_EQ(logger->createDest(bad), 1u);
   // The database slot is empty in a process without the database library.
   LoggerParams db = Sequential("app", "database");
   db.m_mInts["type"] = eDatabase;
-  EXPECT_EQ(logger->createDest(db), 1u);
-  // A cyclic destination without its sizes cannot be built.
   LoggerParams noSizes = Sequential("app", "ring_without_sizes");
   noSizes.m_mInts["type"] = eCyclicFile;
-  EXPECT_EQ(logger->createDest(noSizes), 1u);
   LoggerParams noMode = Sequential("app", "no_mode");
   noMode.m_mInts.erase("mode");
-  EXPECT_EQ(logger->createDest(noMode), 1u);
-
+  for (LoggerParams* p : {&bad, &db, &noSizes, &noMode}) EXPECT_EQ(logger->createDest(*p), 1u);
   EXPECT_EQ(logger->getDestCount(), 0u);
   EXPECT_EQ(Emergency(),
-            "Failed to CREATEDEST : no_such_type\n"
-            "Failed to CREATEDEST : database\n"
-            "Failed to CREATEDEST : ring_without_sizes\n"
-            "Failed to CREATEDEST : no_mode\n");
+            "Failed to CREATEDEST : no_such_type\nFailed to CREATEDEST : database\n"
+            "Failed to CREATEDEST : ring_without_sizes\nFailed to CREATEDEST : no_mode\n");
   EXPECT_TRUE(CallbackTexts().empty());
 }
 
 TEST_F(LoggerTest, TableOperationsOnKnownAndUnknownNames) {
-  EXPECT_EQ(logger->writeAllDests("x\n", 0, 0), 1u);
-  EXPECT_EQ(logger->openAllDests(), 1u);
-  EXPECT_EQ(logger->closeAllDests(), 1u);
+  EXPECT_EQ(logger->writeAllDests("x\n", 0, 0), 1u);  // an empty table
   EXPECT_TRUE(logger->writeDest("nobody", "x\n", 0, 0));
-  EXPECT_EQ(logger->getDestType("nobody"), 1u);
-  EXPECT_EQ(logger->getDest("nobody"), nullptr);
   EXPECT_EQ(logger->removeDest("nobody"), 1u);
-  EXPECT_EQ(logger->flushDest("nobody"), 1u);
-  std::vector<dst_aux::ElementProperties> elements;
-  LoggerParams lookup;
-  lookup.InsertString("logical_name", "nobody");
-  EXPECT_EQ(logger->initDest(lookup, elements), 1u);
   EXPECT_FALSE(os_file_system::exists(logger->GetEmergencyFileName()));
 
   ASSERT_EQ(Create(Cyclic("ring", 3, 10)), 0u);
@@ -115,20 +81,9 @@ TEST_F(LoggerTest, TableOperationsOnKnownAndUnknownNames) {
   EXPECT_EQ(logger->openDest("cyclic_files"), 1u);
   EXPECT_FALSE(logger->writeDest("cyclic_files", "line\n", 0, 0));
   EXPECT_EQ(logger->writeAllDests("all\n", 0, 0), 0u);
-  EXPECT_EQ(logger->disableDest("cyclic_files"), 1u);
-  EXPECT_FALSE(logger->getDest("cyclic_files")->IsEnabled());
-  EXPECT_EQ(logger->enableAllDests(), 1u);
-  EXPECT_TRUE(logger->getDest("cyclic_files")->IsEnabled());
   // A write to a disabled ring brings it back, into the file it had open.
-  logger->disableDest("cyclic_files");
+  EXPECT_EQ(logger->disableDest("cyclic_files"), 1u);
   EXPECT_FALSE(logger->writeDest("cyclic_files", "resumed\n", 0, 0));
-  // initDest hands the destination the Logger's error stream; files ignore it.
-  LoggerParams init = Cyclic("ring", 3, 10);
-  EXPECT_EQ(logger->initDest(init, elements), 1u);
-  void* errStream = nullptr;
-  EXPECT_TRUE(init.GetPointer("err_stream", errStream));
-  EXPECT_NE(errStream, nullptr);
-
   std::string file;
   CyclicDest()->GetFileName(file);
   EXPECT_EQ(ReadFile(file), "line\nall\nresumed\n");
@@ -138,36 +93,30 @@ TEST_F(LoggerTest, TableOperationsOnKnownAndUnknownNames) {
 
 TEST_F(LoggerTest, DuplicateLogicalNameKeepsTheFirstAndOwnPathWins) {
   TempDir own;
-  LoggerParams first = Sequential("first");
   LoggerParams second = Sequential("second");
   second.InsertString("path", own.path());
-  ASSERT_EQ(logger->createDest(first), 0u);
+  ASSERT_EQ(Create(Sequential("first")), 0u);
   ASSERT_EQ(logger->createDest(second), 0u);
   EXPECT_EQ(logger->getDestCount(), 1u);
-  EXPECT_EQ(dynamic_cast<LoggerFileDest*>(logger->getDest("sequential_files"))->m_sBaseName, "first");
-
-  ASSERT_EQ(Create(Sequential("mine", "own")), 0u);
+  EXPECT_FALSE(logger->writeDest("sequential_files", "here\n", 0, 0));
+  EXPECT_EQ(ReadFile(dir / "first.txt"), "here\n");
   LoggerParams withPath = Sequential("mine", "own_path");
   withPath.InsertString("path", own.path());
   ASSERT_EQ(logger->createDest(withPath), 0u);
-  EXPECT_FALSE(logger->writeDest("own_path", "here\n", 0, 0));
-  EXPECT_EQ(ReadFile(own / "mine.txt"), "here\n");
+  EXPECT_FALSE(logger->writeDest("own_path", "there\n", 0, 0));
+  EXPECT_EQ(own.names(), std::vector<std::string>{"mine.txt"});
 }
 
 TEST_F(LoggerTest, FailedWriteReportsTextAndCallsBackUpToNul) {
   // Writes to /dev/full fail with "no space left on device".
   ASSERT_EQ(symlink("/dev/full", (dir / "full.txt").c_str()), 0);
   ASSERT_EQ(Create(Sequential("full")), 0u);
-  const std::string text("disk is full\n\0hidden", 20);
-  EXPECT_FALSE(logger->writeDest("sequential_files", text, 0, 0));
-  ASSERT_EQ(CallbackTexts().size(), 1u);
-  EXPECT_EQ(CallbackTexts()[0], "disk is full\n");
-  const std::string emergency = Emergency();
-  EXPECT_EQ(emergency.rfind("Failed to WRITETODEST : disk is full\n", 0), 0u);
+  EXPECT_FALSE(logger->writeDest("sequential_files", std::string("disk is full\n\0hidden", 20), 0, 0));
   // The destination stays in the table and enabled, and fails again.
   EXPECT_TRUE(logger->getDest("sequential_files")->IsEnabled());
   EXPECT_FALSE(logger->writeDest("sequential_files", "again", 0, 0));
-  EXPECT_EQ(CallbackTexts().size(), 2u);
+  EXPECT_EQ(CallbackTexts(), (std::vector<std::string>{"disk is full\n", "again"}));
+  EXPECT_EQ(Emergency().rfind("Failed to WRITETODEST : disk is full\n", 0), 0u);
   EXPECT_NE(Emergency().find("Failed to WRITETODEST : again\n"), std::string::npos);
 }
 
@@ -197,40 +146,32 @@ TEST_F(LoggerTest, ClientsOnSeveralThreadsShareTheTable) {
   ASSERT_EQ(Create(Cyclic("ring", 4, 500)), 0u);
   ASSERT_EQ(logger->openDest("cyclic_files"), 1u);
   std::mutex clientLock;
-  constexpr int kThreads = 4, kLines = 500;
-  std::vector<std::thread> writers;
-  for (int t = 0; t < kThreads; ++t)
-    writers.emplace_back([&, t] {
-      for (int i = 0; i < kLines; ++i) {
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t)
+    threads.emplace_back([&] {
+      for (int i = 0; i < 500; ++i) {
         std::lock_guard<std::mutex> guard(clientLock);
-        logger->writeDest("cyclic_files", "thread " + std::to_string(t) + " line\n", 0, 0);
+        logger->writeDest("cyclic_files", "line\n", 0, 0);
       }
     });
-  std::thread other([&] {
+  threads.emplace_back([&] {
     for (int i = 0; i < 200; ++i) {
       const std::string name = "other" + std::to_string(i % 3);
       Create(Sequential(name, name));
       logger->writeDest(name, "x\n", 0, 0);
-      logger->getDestCount();
       logger->removeDest(name);
     }
   });
-  for (auto& w : writers) w.join();
-  other.join();
-
+  for (auto& t : threads) t.join();
   size_t lines = 0;
   for (const std::string& n : dir.names())
-    if (n.rfind("ring.", 0) == 0) lines += CountLines(ReadFile(dir / n));
-  EXPECT_EQ(lines, static_cast<size_t>(kThreads * kLines));
+    if (n.rfind("ring.", 0) == 0) lines += ReadFile(dir / n).size() / 5;
+  EXPECT_EQ(lines, 2000u);
   EXPECT_TRUE(CallbackTexts().empty());
 }
 
 TEST(LoggerLifeCycle, ExitLoggerAndInitLoggerRebuildTheSingletons) {
   init_logger();
-  LoggerDestsFactory* factory = LoggerDestsFactory::m_theObject.load();
-  ASSERT_NE(factory, nullptr);
-  init_logger();
-  EXPECT_EQ(LoggerDestsFactory::m_theObject.load(), factory);
   Logger::GetInstance();
   exit_logger();
   EXPECT_EQ(Logger::m_theObject.load(), nullptr);

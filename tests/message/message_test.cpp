@@ -28,26 +28,29 @@ std::string Described(const std::string& description, std::vector<std::string> a
   return Make(description, std::move(args), type).toString_n();
 }
 
+// A message that shows only its context.
+OCMessage ContextOnly(StreamArray* context) {
+  OCMessage m = Make("d");
+  m.setPattern("${CTXT}");
+  if (context) m.setContext(context);
+  return m;
+}
+
 }  // namespace
 
-TEST(OCMessage, ConstructorCopiesTheContextAndLeavesTheBoxEmpty) {
+TEST(OCMessage, ConstructorCopiesTheContext) {
   StreamArray context(true);
   context.addPair("file", "a.txt");
   context.addText("free");
   OCMessage m(7, "P", "S", "T", "Src", "D", "L", &context, "pat", "pair", "frame");
-  EXPECT_EQ(std::make_pair(m.m_nBoxWidth, m.m_nBoxHeight), std::make_pair(0, 0));
   context.addPair("later", "x");
   EXPECT_EQ(*m.getContext()->getConetxt_vector(), (std::vector<std::string>{"file", "a.txt"}));
   EXPECT_EQ(m.getContext()->toString(), "free");
   EXPECT_TRUE(m.getContext()->isBreakedDownArray());
-}
-
-TEST(OCMessage, StrIdIsZeroFilledToFiveDigits) {
-  OCMessage m = Make("x");
-  for (const auto& [id, text] : {std::pair{7, "00007"}, std::pair{123456, "123456"}, std::pair{0, "00000"}}) {
-    m.setID(id);
-    EXPECT_EQ(m.getStrID(), text);
-  }
+  m.setID(7);
+  EXPECT_EQ(m.getStrID(), "00007");
+  m.setID(123456);
+  EXPECT_EQ(m.getStrID(), "123456");
 }
 
 TEST(OCMessage, PatternKeywordsAreWholeTokensWithOrWithoutDollar) {
@@ -60,46 +63,32 @@ TEST(OCMessage, PatternKeywordsAreWholeTokensWithOrWithoutDollar) {
   EXPECT_EQ(m.decorate(), "42/42/IDX/E\nOpen failed|Files|FIL|desc|{k=v }|FOO|ID ");
   m.setPattern("${id}${Id}");  // case matters
   EXPECT_EQ(m.decorate(), "idId");
-  m.setID(-3);
-  m.setPattern("${ID}");
-  EXPECT_EQ(m.decorate(), "-3");
-  m.setPattern("");
-  EXPECT_EQ(m.decorate(), "");
   // The catalogue's own pattern, without the full stops of the entry pattern.
   OCMessage file = Make("Cannot open {1}\n", {"a.txt"});
   file.setPattern(OCMessageMgr::DefaultPattern);
   EXPECT_EQ(file.decorate(), "FIL-1001E:\tFiles - Open failed.\nCannot open a.txt\n\n");
 }
 
-TEST(OCMessage, PlainDescriptionComesBackUnchangedFromEveryForm) {
-  const std::string text = "Disk is full: 100% used, (see log)\n";
-  OCMessage m = Make(text, {"unused"});
-  EXPECT_EQ(m.toString(), text);
-  EXPECT_EQ(m.toString_n(), text);
-  m.setPattern("${DESC}");
-  EXPECT_EQ(m.decorate(), text);
-}
-
 TEST(OCMessage, NumberedParametersAndPercentS) {
-  EXPECT_EQ(Described("Cannot open {1} or {2}!", {"a.txt"}), "Cannot open a.txt or !");
+  // Text without parameters comes back unchanged from every form.
+  const std::string plain = "Disk is full: 100% used, (see log)\n";
+  OCMessage m = Make(plain, {"unused"});
+  EXPECT_EQ(m.toString() + m.toString_n(), plain + plain);
   EXPECT_EQ(Described("{2}{1}{2}", {"a", "b"}), "bab");
-  // Only single digits from 1 to 9 are parameters.
-  EXPECT_EQ(Described("{10}|{0}|{x}", {"a"}), "10|0|x");
+  // Only single digits from 1 to 9 are parameters; missing ones are empty.
+  EXPECT_EQ(Described("{10}|{0}|{x}|{2}", {"a"}), "10|0|x|");
   EXPECT_EQ(Described("{9}", {"1", "2", "3", "4", "5", "6", "7", "8", "nine"}), "nine");
-  EXPECT_EQ(Described("{%s}-{%s}-{%s}", {"a", "b"}), "a-b-");
   // %s and numbered parameters have separate cursors.
-  EXPECT_EQ(Described("{1}{%s}{%s}{1}", {"a", "b"}), "aaba");
-  EXPECT_EQ(Described("Reading {%s} took {2} seconds\n", {"f", "12"}), "Reading f took 12 seconds\n");
+  EXPECT_EQ(Described("{1}{%s}{%s}{1}{%s}", {"a", "b"}), "aaba");
   EXPECT_EQ(Described("a{endl}b$c", {}), "a\nbc");
 }
 
 TEST(OCMessage, MarkedPartsFollowTheMessageType) {
   EXPECT_EQ(Described("a~{1}b", {"X"}, eMsgTypeNoTilde), "ab");
   EXPECT_EQ(Described("a~{1}b", {"X"}, eMsgTypeNoCaret), "aXb");
-  EXPECT_EQ(Described("a~{1}b", {"X"}, eMsgTypePlain), "ab");
   EXPECT_EQ(Described("a^{1}b", {"X"}, eMsgTypeNoTilde), "aXb");
   EXPECT_EQ(Described("a^{1}b", {"X"}, eMsgTypeNoCaret), "ab");
-  EXPECT_EQ(Described("a^{1}b", {"X"}, eMsgTypePlain), "ab");
+  EXPECT_EQ(Described("a~{1}b^{1}", {"X"}, eMsgTypePlain), "ab");
   // A skipped %s still takes its argument.
   EXPECT_EQ(Described("~{%s}{%s}", {"one", "two"}, eMsgTypePlain), "two");
   // A mark applies to one element; literal text can be marked too.
@@ -125,32 +114,23 @@ TEST(OCMessage, ABlankBetweenParametersAfterABlankIsDropped) {
 TEST(OCMessage, SimpleFormReplacesOnlyPercentS) {
   OCMessage m = Make("%s and %s", {"A"});
   EXPECT_EQ(m.toString(), "A and %s");
-  m.m_vArgs = {"A", "B", "C"};
-  EXPECT_EQ(m.toString(), "A and B");
-  m.setDescription("this is {1} 50% sure %%s");
-  m.m_vArgs = {"X"};
-  EXPECT_EQ(m.toString(), "this is {1} 50% sure %X");
-  m.setDescription("ends in %");
-  EXPECT_EQ(m.toString(), "ends in %");
+  m.setDescription("this is {1} 50% sure %%s, ends in %");
+  m.m_vArgs = {"X", "unused"};
+  EXPECT_EQ(m.toString(), "this is {1} 50% sure %X, ends in %");
 }
 
 TEST(OCMessage, VectorFormCutsAtSemicolonsAndKeepsMarks) {
-  OCMessage m = Make("a;b$c~d^e;;f");
-  EXPECT_EQ(m.toString_vec(), (std::vector<std::string>{"a", "b", "$", "c", "~", "d", "^", "e", "f"}));
-  m.setDescription("");
-  EXPECT_TRUE(m.toString_vec().empty());
+  EXPECT_EQ(Make("a;b$c~d^e;;f").toString_vec(),
+            (std::vector<std::string>{"a", "b", "$", "c", "~", "d", "^", "e", "f"}));
+  EXPECT_TRUE(Make("").toString_vec().empty());
 }
 
 TEST(OCMessage, ValidityNeedsEveryTextAndAnEntryForAnAssignment) {
   OCMessage m = Make("d");
-  EXPECT_TRUE(m.is_valid());
   m.setLogical_name("FILE_ENTRY=1000");
   EXPECT_TRUE(m.is_valid());
   m.setLogical_name("FILE=1000");
   EXPECT_FALSE(m.is_valid());
-  m.setLogical_name("FILE_OPEN");
-  EXPECT_TRUE(m.is_valid());
-
   using Setter = void (OCMessage::*)(const std::string&);
   for (Setter setter : {&OCMessage::setPrefix, &OCMessage::setSeverity, &OCMessage::setTitle,
                         &OCMessage::setSource, &OCMessage::setDescription, &OCMessage::setLogical_name}) {
@@ -159,30 +139,22 @@ TEST(OCMessage, ValidityNeedsEveryTextAndAnEntryForAnAssignment) {
     EXPECT_FALSE(copy.is_valid());
   }
   // The pattern and the context formats are not part of validity.
-  OCMessage bare(1, "P", "S", "T", "Src", "D", "L", nullptr, "", "", "");
-  EXPECT_TRUE(bare.is_valid());
+  EXPECT_TRUE(OCMessage(1, "P", "S", "T", "Src", "D", "L", nullptr, "", "", "").is_valid());
 }
 
 TEST(OCMessage, ContextIsFreeTextOrFramedPairs) {
-  OCMessage m = Make("d");
-  m.setPattern("${CTXT}");
-  EXPECT_EQ(m.decorate(), "");  // no frame round an empty free text
-
+  EXPECT_EQ(ContextOnly(nullptr).decorate(), "");  // no frame round an empty free text
   StreamArray text;
   text.addText("disk=sda");
-  m.setContext(&text);
-  EXPECT_EQ(m.decorate(), "disk=sda");
+  EXPECT_EQ(ContextOnly(&text).decorate(), "disk=sda");
 
-  OCMessage p = Make("d");
-  p.setPattern("${CTXT}");
   StreamArray pairs(true);
   pairs.addPair("a", "1");
   pairs.addPair("b", "2");
   pairs.addText("ignored while pairs are given");
-  p.setContext(&pairs);
+  OCMessage p = ContextOnly(&pairs);
   EXPECT_EQ(p.decorate(), "{a=1 b=2 }");
   p.setContextPattern("[%s]", "%s:%s;");
-  EXPECT_EQ(p.decorate(), "[a:1;b:2;]");
   // An odd list ends with an empty value.
   p.getContext()->m_vContext.push_back("c");
   EXPECT_EQ(p.decorate(), "[a:1;b:2;c:;]");
@@ -192,11 +164,9 @@ TEST(OCMessage, ContextIsFreeTextOrFramedPairs) {
 }
 
 TEST(OCMessage, ContextFormatsAreSafeWithAnyConversionAndCutToTheirBuffers) {
-  OCMessage m = Make("d");
-  m.setPattern("${CTXT}");
   StreamArray pairs(true);
   pairs.addPair("name", "value");
-  m.setContext(&pairs);
+  OCMessage m = ContextOnly(&pairs);
   // Only %s takes arguments; others are text, missing ones are empty.
   m.setContextPattern("<%s|%d>", "%s=%s %s %n %p %% ");
   EXPECT_EQ(m.decorate(), "<name=value  %n %p % |%d>");
@@ -204,18 +174,13 @@ TEST(OCMessage, ContextFormatsAreSafeWithAnyConversionAndCutToTheirBuffers) {
   EXPECT_EQ(m.decorate(), "name  |  va|;");
   m.setContextPattern("%s", "%99999999s%");
   EXPECT_EQ(m.decorate().size(), 255u);
-  m.setContextPattern("%", "%");
-  EXPECT_EQ(m.decorate(), "%");
-
   // A context longer than its buffers is cut.
   m.setContextPattern("{%s}", "%s=%s ");
   pairs.addPair("long", std::string(1000, 'v'));
   pairs.addPair("next", "x");
   m.setContext(&pairs);
   const std::string text = m.decorate();
-  ASSERT_EQ(text.size(), 255u);
-  EXPECT_EQ(text.substr(0, 17), "{name=value long=");
-  EXPECT_EQ(text.find("next"), std::string::npos);
+  EXPECT_EQ(text, "{name=value long=" + std::string(255 - 17, 'v'));
   // The frame is cut as well: its own text counts against the buffer.
   m.setContextPattern(std::string(300, '<') + "%s", "%s=%s ");
   EXPECT_EQ(m.decorate(), std::string(255, '<'));
@@ -232,22 +197,14 @@ TEST(StreamArray, AssignmentAppendsTextAndReplacesListAndFlag) {
   EXPECT_EQ(target.toString(), "first;second;");
   EXPECT_EQ(*target.getConetxt_vector(), (std::vector<std::string>{"new", "2"}));
   EXPECT_TRUE(target.isBreakedDownArray());
-
-  StreamArray plain;
-  plain.addText("third");
-  target = plain;  // the value form behaves the same
-  EXPECT_EQ(target.toString(), "first;second;third");
+  target = StreamArray();  // the value form behaves the same
   EXPECT_TRUE(target.getConetxt_vector()->empty());
   EXPECT_FALSE(target.isBreakedDownArray());
-
   target = &target;  // the source's text is read before it grows
-  EXPECT_EQ(target.toString(), "first;second;thirdfirst;second;third");
-
+  EXPECT_EQ(target.toString(), "first;second;first;second;");
   StreamArray copy(source);
-  EXPECT_EQ(copy.toString(), "second;");
   copy.addText("+");  // a copy goes on writing at its end
-  EXPECT_EQ(copy.toString(), "second;+");
-  EXPECT_EQ(source.toString(), "second;");
+  EXPECT_EQ(copy.toString() + "|" + source.toString(), "second;+|second;");
 }
 
 TEST(OCMessage, SettingAContextTwiceKeepsBothTextsButCopiesReplace) {
@@ -258,17 +215,11 @@ TEST(OCMessage, SettingAContextTwiceKeepsBothTextsButCopiesReplace) {
   m.setContext(&a);
   m.setContext(&b);
   EXPECT_EQ(m.getContext()->toString(), "AB");
-
   OCMessage other = Make("other");
-  other.addArg("x");
   other.setContext(&a);
   m = other;
-  EXPECT_EQ(m.getContext()->toString(), "A");
-  EXPECT_EQ(m.getDescription(), "other");
-  EXPECT_EQ(m.m_vArgs, (std::vector<std::string>{"x"}));
   m.getContext()->addText("+");
-  EXPECT_EQ(m.getContext()->toString(), "A+");
-  EXPECT_EQ(other.getContext()->toString(), "A");
+  EXPECT_EQ(m.getContext()->toString() + "|" + other.getContext()->toString(), "A+|A");
   OCMessage& self = m;
   m = self;
   EXPECT_EQ(m.getContext()->toString(), "A+");
@@ -279,15 +230,13 @@ TEST(OCMessage, TracesValidationAndContextUnderItsOwnName) {
   TraceEnvironment({{"PT_TRACE_ON", "1"}, {"PT_TRACE_LEVEL", "4"}, {"PT_TRACE_VERBOSE", "1"},
                     {"PT_TRACE_FILE", dir / "trace.txt"}});
   Tracer::getInstance();
-
-  OCMessage m = Make("Cannot open {1}", {"a.txt"});
-  m.setPattern("${CTXT}");
   StreamArray pairs(true);
   pairs.addPair("a", "1");
   pairs.m_vContext.push_back("b");
-  m.setContext(&pairs);
-  const std::string formatted = m.decorate();
-  const bool valid = m.is_valid();
+  OCMessage m = ContextOnly(&pairs);
+  m.setDescription("Cannot open {1}");
+  EXPECT_EQ(m.decorate(), "{a=1 b= }");  // tracing changes no result
+  EXPECT_TRUE(m.is_valid());
 
   const std::regex line("[0-9]{4} [0-9:.]{12} \\[4\\] TID:[0-9]+ \\(OCMessage:[0-9]+\\): (.*)");
   std::vector<std::string> texts;
@@ -305,7 +254,4 @@ TEST(OCMessage, TracesValidationAndContextUnderItsOwnName) {
                        "m_sSeverity=E, m_sLogical_name=FILE_OPEN, m_sTitle=Open failed, m_sSource=Files, "
                        "m_sDescription=Cannot open {1}",
                    }));
-  // Tracing changes no result.
-  EXPECT_EQ(formatted, "{a=1 b= }");
-  EXPECT_TRUE(valid);
 }

@@ -9,42 +9,24 @@ const char* const kPlugin = "libplinth-test-plugin.so";
 int Call(DynamicLibrary::Proc proc) { return reinterpret_cast<int (*)()>(proc)(); }
 }  // namespace
 
-TEST(DynamicLibrary, BareNameComesFromThePlinthDirectoryFirst) {
-  DynamicLibrary beside(kPlugin);
-  ASSERT_TRUE(beside.IsLoaded()) << plinth::platform::plinth_directory();
-  EXPECT_EQ(Call(beside.GetProcAddr("plugin_origin")), 1);
-
-  DynamicLibrary elsewhere;
-  EXPECT_TRUE(elsewhere.Load(PLINTH_TEST_PLUGIN_ELSEWHERE, 0));
-  EXPECT_EQ(Call(elsewhere.GetProcAddr("plugin_origin")), 2);
-
-  // Not beside the library: the normal search finds it.
-  DynamicLibrary system("libm.so.6");
-  EXPECT_TRUE(system.IsLoaded());
-  EXPECT_NE(system.GetProcAddr("cos"), nullptr);
-}
-
-TEST(DynamicLibrary, LoadKeepsTheFirstLibrary) {
+TEST(DynamicLibrary, BareNameComesFromThePlinthDirectoryFirstAndLoadKeepsIt) {
   DynamicLibrary lib;
-  EXPECT_FALSE(lib.IsLoaded());
   EXPECT_FALSE(lib.Load(nullptr, 0));
-  EXPECT_FALSE(lib.Load("", 0));
   EXPECT_FALSE(lib.Load("libplinth-no-such-library.so", 0));
-  EXPECT_FALSE(DynamicLibrary("").IsLoaded());
   EXPECT_EQ(lib.GetProcAddr("plugin_origin"), nullptr);
-
-  EXPECT_TRUE(lib.Load(kPlugin, 0x7fff));  // flags don't matter
+  ASSERT_TRUE(lib.Load(kPlugin, 0x7fff)) << plinth::platform::plinth_directory();  // flags don't matter
+  // A second Load keeps the first library.
   EXPECT_TRUE(lib.Load(PLINTH_TEST_PLUGIN_ELSEWHERE, 0));
-  EXPECT_TRUE(lib.Load(nullptr, 0));
   EXPECT_EQ(Call(lib.GetProcAddr("plugin_origin")), 1);
   EXPECT_EQ(lib.GetProcAddr("no_such_symbol"), nullptr);
   EXPECT_EQ(lib.GetProcAddr(1), nullptr);  // no ordinals in shared objects
-  EXPECT_EQ(lib.GetProcAddrCached(1), nullptr);
-
   EXPECT_TRUE(lib.Unload());
   EXPECT_FALSE(lib.IsLoaded());
-  EXPECT_TRUE(lib.Unload());
-  EXPECT_EQ(lib.GetProcAddr("plugin_origin"), nullptr);
+
+  DynamicLibrary elsewhere(PLINTH_TEST_PLUGIN_ELSEWHERE);
+  EXPECT_EQ(Call(elsewhere.GetProcAddr("plugin_origin")), 2);
+  // Not beside the library: the normal search finds it.
+  EXPECT_NE(DynamicLibrary("libm.so.6").GetProcAddr("cos"), nullptr);
 }
 
 TEST(DynamicLibrary, CacheSlotsKeepTheirFirstLookUp) {
@@ -58,12 +40,9 @@ TEST(DynamicLibrary, CacheSlotsKeepTheirFirstLookUp) {
   EXPECT_EQ(lib.GetProcAddrCached("plugin_origin", 0), nullptr);
   // The slot decides, not the name.
   EXPECT_EQ(lib.GetProcAddrCached("plugin_counter", 3), lib.GetProcAddr("plugin_origin"));
-  EXPECT_EQ(lib.GetProcAddrCached("plugin_counter", 40), lib.GetProcAddr("plugin_counter"));
-
   // After Unload and a new Load the cache starts empty.
   lib.Unload();
   ASSERT_TRUE(lib.Load(kPlugin, 0));
-  EXPECT_EQ(lib.GetProcAddrCached("plugin_origin", 0), lib.GetProcAddr("plugin_origin"));
   EXPECT_EQ(lib.GetProcAddrCached("plugin_counter", 3), lib.GetProcAddr("plugin_counter"));
 }
 
@@ -72,7 +51,6 @@ TEST(DynamicLibrary, CopiesShareTheLibraryUntilTheLastGoes) {
   ASSERT_TRUE(first->IsLoaded());
   first->GetProcAddrCached("plugin_counter", 0);
   EXPECT_EQ(Call(first->GetProcAddr("plugin_counter")), 1);
-
   DynamicLibrary copy(*first);
   DynamicLibrary assigned;
   assigned = *first;
@@ -81,8 +59,6 @@ TEST(DynamicLibrary, CopiesShareTheLibraryUntilTheLastGoes) {
   copy.Unload();
   EXPECT_EQ(Call(assigned.GetProcAddr("plugin_counter")), 3);
   assigned.Unload();
-
   // Gone with the last owner: mapped afresh, its count starts again.
-  DynamicLibrary fresh(kPlugin);
-  EXPECT_EQ(Call(fresh.GetProcAddr("plugin_counter")), 1);
+  EXPECT_EQ(Call(DynamicLibrary(kPlugin).GetProcAddr("plugin_counter")), 1);
 }
