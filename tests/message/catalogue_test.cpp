@@ -124,7 +124,7 @@ TEST(OCMessageMgr, FieldsQuotesAndDescriptions) {
 }
 
 TEST(OCMessageMgr, RecordsOutsideTheFormatFailTheLoadInOrder) {
-  for (const std::string& line : {"P 2 S N_2 T S 1 1 no description", "P 2 S N_2 \"unclosed T S 1 1 [d]",
+  for (const char* line : {"P 2 S N_2 T S 1 1 no description", "P 2 S N_2 \"unclosed T S 1 1 [d]",
                                   "P 2 S N_2 T [d]",  // the order asks for field 8
                                   "P 2 S FILE=2 T S 1 1 [assignment without the entry word]"}) {
     Load load(kOrderLine + "P 1 S N_1 T S 1 1 [good]\n" + line + "\n");
