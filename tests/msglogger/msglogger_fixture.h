@@ -8,6 +8,7 @@
 #include <condition_variable>
 #include <cstring>
 #include <mutex>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -36,13 +37,8 @@ inline DestinationData Dest(int type, const char* name, const char* logical, int
 // Lines of a text file, without their line feeds.
 inline std::vector<std::string> Lines(const std::string& text) {
   std::vector<std::string> out;
-  size_t start = 0;
-  while (start < text.size()) {
-    size_t end = text.find('\n', start);
-    if (end == std::string::npos) end = text.size();
-    out.push_back(text.substr(start, end - start));
-    start = end + 1;
-  }
+  std::istringstream in(text);
+  for (std::string line; std::getline(in, line);) out.push_back(line);
   return out;
 }
 
@@ -63,25 +59,28 @@ public:
     m_Cond.notify_all();
     return true;
   }
-  void OpenGate() {
-    std::lock_guard<std::mutex> guard(m_Mutex);
-    m_bOpen = true;
-    m_Cond.notify_all();
-  }
-  void WaitEntered(int n) {
-    std::unique_lock<std::mutex> guard(m_Mutex);
-    m_Cond.wait(guard, [&] { return m_nEntered >= n; });
-  }
-  void WaitLines(size_t n) {
-    std::unique_lock<std::mutex> guard(m_Mutex);
-    m_Cond.wait(guard, [&] { return m_vLines.size() >= n; });
-  }
+  void OpenGate() { With([&] { m_bOpen = true; }); }
+  // Waits until the reader has entered n writes, and n lines went through.
+  void WaitEntered(int n) { WaitFor([&] { return m_nEntered >= n; }); }
+  void WaitLines(size_t n) { WaitFor([&] { return m_vLines.size() >= n; }); }
   std::vector<std::string> LinesWritten() {
     std::lock_guard<std::mutex> guard(m_Mutex);
     return m_vLines;
   }
 
 private:
+  template <class F>
+  void With(F f) {
+    std::lock_guard<std::mutex> guard(m_Mutex);
+    f();
+    m_Cond.notify_all();
+  }
+  template <class P>
+  void WaitFor(P done) {
+    std::unique_lock<std::mutex> guard(m_Mutex);
+    m_Cond.wait(guard, done);
+  }
+
   std::mutex m_Mutex;
   std::condition_variable m_Cond;
   bool m_bOpen = false;

@@ -30,7 +30,7 @@ int64_t UtcMicros(int year, int month, int day, int hour, int minute, int second
 }
 }  // namespace
 
-TEST_F(MsgLoggerTest, LineHasTagModuleDateHundredthsCodeAndQuestionMarksForMissingStrings) {
+TEST_F(MsgLoggerTest, LineFormatAndTheSafeExpansionOfFormats) {
   OCMsgMessage message;
   message.m_nID = 1201;
   message.m_sSeverity = "E";
@@ -51,19 +51,16 @@ TEST_F(MsgLoggerTest, LineHasTagModuleDateHundredthsCodeAndQuestionMarksForMissi
   line.clear();
   format.Format(&message, "QRX", "files               ", args, 0, line);
   EXPECT_EQ(line, "QRX files                22/05/2024 14:07:33.50  ORB0007E Cannot open ? for ?\n");
-}
 
-TEST_F(MsgLoggerTest, FormatsFromAFileAreExpandedSafely) {
-  OCMsgMessage message;
+  // Formats come from a file: only strings are ever read.
   message.m_nID = 1;
-  OCMsgDefFormat format;
   char one[] = "one", two[] = "two";
-  char* args[] = {one, two};
+  char* two_args[] = {one, two};
   auto expand = [&](const std::string& f) {
     message.m_sFormat = f + "\n";
-    std::string line;
-    format.Format(&message, "T", "M", args, 2, line);
-    return line.substr(line.find("0001 ") + 5);
+    line.clear();
+    format.Format(&message, "T", "M", two_args, 2, line);
+    return line.substr(line.find("0001E ") + 6);
   };
   EXPECT_EQ(expand("[%5s|%-5s|%1$.2s|%.3s]"), "[  one|two  |on|?]\n");
   EXPECT_EQ(expand("%2$s %1$s 100%%"), "two one 100%\n");
@@ -77,9 +74,9 @@ TEST_F(MsgLoggerTest, FormatsFromAFileAreExpandedSafely) {
   std::string big(400, 'x');
   char* bigs[] = {big.data(), big.data(), big.data(), big.data()};
   message.m_sFormat = "%s%s%s%s\n";
-  std::string line;
+  line.clear();
   format.Format(&message, "T", "M", bigs, 4, line);
-  const std::string expansion = line.substr(line.find("0001 ") + 5);
+  const std::string expansion = line.substr(line.find("0001E ") + 6);
   EXPECT_EQ(expansion.size(), OCMsgDefFormat::kWorkBufferSize - 1);
   EXPECT_EQ(expansion.back(), '\n');
 }
@@ -149,6 +146,10 @@ TEST_F(MsgLoggerTest, ContextLevelsAndTheDefaultFloor) {
   EXPECT_EQ(logger.m_Contexts.count("b"), 1u);
   EXPECT_FALSE(logger.FilterByContext(2));
   EXPECT_FALSE(logger.FilterByContext(100000));
+  // Wrap-up with an empty queue returns at once, also a second time.
+  WaitForThread();
+  WaitForThread();
+  EXPECT_EQ(ReadFile(dir / "msgs.txt"), "");
 }
 
 TEST_F(MsgLoggerTest, BadMessageFilesFailInitWithoutHarm) {
@@ -283,13 +284,6 @@ TEST_F(MsgLoggerTest, BlockingModeLosesNothingFromFourThreads) {
     ASSERT_TRUE(t >= 0 && t < kThreads && i >= 0 && i < kEach) << line;
     EXPECT_EQ(seen[t][i]++, 0) << line;
   }
-}
-
-TEST_F(MsgLoggerTest, WrapUpWithAnEmptyQueueReturnsAtOnce) {
-  ASSERT_EQ(InitWith("QRX0001 I 0 a msgs_log * - n%s\n", {Context("a", 0)}), 500);
-  WaitForThread();
-  WaitForThread();
-  EXPECT_TRUE(Lines(ReadFile(dir / "msgs.txt")).empty());
 }
 
 TEST_F(MsgLoggerTest, ProcessExitDrainsTheQueueWithoutWrapUp) {
