@@ -479,25 +479,31 @@ int Init(const char* msgFile, const char* tag, const char* module, StringIntPair
                                           nDests, queueSize, dropWhenFull != 0, logPath);
 }
 
-// The suppressed path: one bound check and one byte, before anything else.
-bool FormatMsg(int id, const char* first, ...) {
+namespace {
+// The plain entry points: the suppressed path is one bound check and one
+// byte, before anything else.
+bool QueueIfPassing(int id, const char* first, va_list list) {
   if (!InRange(id) || !FilterByte(id)) return false;
   ArgBuffers buffers;
+  buffers.Collect(first, list);
+  return OCMsgLogger::GetInstance().FormatAndQ(id, buffers.count, buffers.args);
+}
+}  // namespace
+
+bool FormatMsg(int id, const char* first, ...) {
   va_list list;
   va_start(list, first);
-  buffers.Collect(first, list);
+  const bool queued = QueueIfPassing(id, first, list);
   va_end(list);
-  return OCMsgLogger::GetInstance().FormatAndQ(id, buffers.count, buffers.args);
+  return queued;
 }
 
 bool WriteToLog(int id, const char* first, ...) {
-  if (!InRange(id) || !FilterByte(id)) return false;
-  ArgBuffers buffers;
   va_list list;
   va_start(list, first);
-  buffers.Collect(first, list);
+  const bool queued = QueueIfPassing(id, first, list);
   va_end(list);
-  return OCMsgLogger::GetInstance().FormatAndQ(id, buffers.count, buffers.args);
+  return queued;
 }
 
 bool FilterByContext(int id) { return OCMsgLogger::GetInstance().FilterByContext(id); }

@@ -9,6 +9,8 @@
 #include <mutex>
 #include <unordered_map>
 
+#include "plinth/platform/crash_io.h"
+
 os_file_toolkit_error::os_file_toolkit_error(long code, const std::string& context)
     : os_toolkit_error(code, context + ": " + description(code)) {}
 
@@ -99,17 +101,7 @@ int close(FILE* file) {
 }
 
 bool write_all(FILE* file, const char* data, size_t size) {
-  const int fd = fileno(file);
-  while (size > 0) {
-    const ssize_t n = ::write(fd, data, size);
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      return false;
-    }
-    data += n;
-    size -= static_cast<size_t>(n);
-  }
-  return true;
+  return plinth::platform::raw_write(fileno(file), data, size);
 }
 
 bool is_held_open(const std::string& path) {
