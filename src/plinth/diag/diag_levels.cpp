@@ -182,8 +182,7 @@ void TDiag::ProcessKeyword(std::string& key, std::string& value) {
     case kMinimumDbgLvl: {
       unsigned debugLevel = 0, bufferLevel = 0;
       if (!ParseLevels(value, debugLevel, bufferLevel)) return;
-      m_nMinimumDbgLvl.store(debugLevel, std::memory_order_relaxed);
-      m_nMinimumBufLvl.store(bufferLevel, std::memory_order_relaxed);
+      SetMinimumLevels(debugLevel, bufferLevel);
       return;
     }
     case kEnable:
@@ -335,8 +334,7 @@ void TDiag::SetDiagBufferLevels(const char* file, unsigned debugLevel, unsigned 
     SetFileDiagBufferLevels(file, debugLevel, bufferLevel);
     return;
   }
-  m_nMinimumDbgLvl.store(debugLevel, std::memory_order_relaxed);
-  m_nMinimumBufLvl.store(bufferLevel, std::memory_order_relaxed);
+  SetMinimumLevels(debugLevel, bufferLevel);
   SetDefaultLevelForAll();
 }
 

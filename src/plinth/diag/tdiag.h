@@ -76,12 +76,17 @@ public:
   bool IsBufferEnabled() const { return m_MemBuffer.IsEnabled(); }
   // Both tests for a line of level N from a file with the given levels: a few
   // relaxed reads, no lock, no call. True when either passes.
+  // Both tests for a line of level N from a file with the given levels: a few
+  // relaxed reads, no lock, no call. True when either passes. A line that
+  // neither the file's levels nor any minimum reach, the common case, is
+  // turned away after four reads.
   static bool TestLevels(const DbgLevels& levels, unsigned level, bool& toLog, bool& toBuffer) {
     TDiag* diag = m_pTheObject.load(std::memory_order_relaxed);
-    toLog = diag && diag->GetDiagEnabled() &&
-            diag->GetFixedDebugLevel(DbgLevelLoad(levels.m_nDebugLevel)) >= level;
-    toBuffer = diag && diag->IsBufferEnabled() &&
-               diag->GetFixedBufferLevel(DbgLevelLoad(levels.m_nBufferLevel)) >= level;
+    if (!diag || (level > DbgLevelLoad(levels.m_nDebugLevel) && level > DbgLevelLoad(levels.m_nBufferLevel) &&
+                  level > diag->m_nMinimumCeiling.load(std::memory_order_relaxed)))
+      return toLog = toBuffer = false;
+    toLog = diag->GetDiagEnabled() && diag->GetFixedDebugLevel(DbgLevelLoad(levels.m_nDebugLevel)) >= level;
+    toBuffer = diag->IsBufferEnabled() && diag->GetFixedBufferLevel(DbgLevelLoad(levels.m_nBufferLevel)) >= level;
     return toLog || toBuffer;
   }
 
@@ -106,7 +111,13 @@ public:
   // ---- settings ----
   void SetDiagEnabled(bool enable);
   unsigned GetMinimumDebugLevel() const { return m_nMinimumDbgLvl.load(std::memory_order_relaxed); }
-  void SetMinimumDebugLevel(unsigned level) { m_nMinimumDbgLvl.store(level, std::memory_order_relaxed); }
+  void SetMinimumDebugLevel(unsigned level) { SetMinimumLevels(level, GetMinimumBufferLevel()); }
+  // Both minimums, and the ceiling that the quick test of a line reads.
+  void SetMinimumLevels(unsigned debugLevel, unsigned bufferLevel) {
+    m_nMinimumDbgLvl.store(debugLevel, std::memory_order_relaxed);
+    m_nMinimumBufLvl.store(bufferLevel, std::memory_order_relaxed);
+    m_nMinimumCeiling.store(debugLevel > bufferLevel ? debugLevel : bufferLevel, std::memory_order_relaxed);
+  }
   bool IsCyclic() const { return m_bIsCyclic; }
   void SetCyclic(bool on) { m_bIsCyclic = on; }
   unsigned GetNumberOfCyclic() const { return m_nNumOfCyclic; }
@@ -198,6 +209,7 @@ public:
   const char* m_pOutputFileName = "general";
   std::atomic<unsigned> m_nMinimumDbgLvl{0};
   std::atomic<unsigned> m_nMinimumBufLvl{0};
+  std::atomic<unsigned> m_nMinimumCeiling{0};  // the larger minimum; set only with them
   std::atomic<bool> m_bIgnoreMinimum{false};
   bool m_bIsCyclic = false;
   unsigned m_nNumOfCyclic = 3;
