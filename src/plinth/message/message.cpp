@@ -10,15 +10,7 @@
 #include "plinth/system/tracer.h"
 
 // The message's trace goes out under the class name, not the file name.
-#define OCMESSAGE_TRACE(message_expr)                                                 \
-  do {                                                                                \
-    if (::Tracer::TraceEnabled.load(std::memory_order_relaxed) &&                     \
-        ::Tracer::TraceLevel.load(std::memory_order_relaxed) >= 4) {                  \
-      std::stringstream trace_text_;                                                  \
-      trace_text_ << message_expr;                                                    \
-      ::Tracer::getInstance()->trace(4, trace_text_, "OCMessage", __LINE__);          \
-    }                                                                                 \
-  } while (0)
+#define OCMESSAGE_TRACE(message_expr) PLINTH_TRACE_AS("OCMessage", 4, message_expr)
 
 namespace {
 

@@ -11,15 +11,7 @@
 #include "plinth/platform/os/os_tokenizer.h"
 #include "plinth/system/tracer.h"
 
-#define OCMESSAGEMGR_TRACE(message_expr)                                              \
-  do {                                                                                \
-    if (::Tracer::TraceEnabled.load(std::memory_order_relaxed) &&                     \
-        ::Tracer::TraceLevel.load(std::memory_order_relaxed) >= 4) {                  \
-      std::stringstream trace_text_;                                                  \
-      trace_text_ << message_expr;                                                    \
-      ::Tracer::getInstance()->trace(4, trace_text_, "OCMessageMgr", __LINE__);       \
-    }                                                                                 \
-  } while (0)
+#define OCMESSAGEMGR_TRACE(message_expr) PLINTH_TRACE_AS("OCMessageMgr", 4, message_expr)
 
 const char* const OCMessageMgr::DefaultPattern =
     "${PRFX}-${ID}${SEV}:\t${SRC} - ${TITLE}.${endl}${DESC}${endl}${CTXT}";

@@ -47,13 +47,16 @@ private:
 };
 
 // A trace point: two relaxed loads when tracing is off; the message is built
-// only when it will be written.
-#define PLINTH_TRACE(level, message_expr)                                              \
+// only when it will be written. PLINTH_TRACE_AS names the source as given
+// (a class name, say) instead of the file.
+#define PLINTH_TRACE_AS(source, level, message_expr)                                   \
   do {                                                                                 \
     if (::Tracer::TraceEnabled.load(std::memory_order_relaxed) &&                      \
         ::Tracer::TraceLevel.load(std::memory_order_relaxed) >= (level)) {             \
       std::stringstream plinth_trace_text_;                                            \
       plinth_trace_text_ << message_expr;                                              \
-      ::Tracer::getInstance()->trace((level), plinth_trace_text_, __FILE__, __LINE__); \
+      ::Tracer::getInstance()->trace((level), plinth_trace_text_, (source), __LINE__); \
     }                                                                                  \
   } while (0)
+
+#define PLINTH_TRACE(level, message_expr) PLINTH_TRACE_AS(__FILE__, level, message_expr)
