@@ -11,6 +11,7 @@
 #include <string>
 
 #include "plinth/plinth.h"
+#include "scratch_dir.h"
 
 #ifdef PLINTH_BENCH_HAVE_SPDLOG
 // The debug macro then tests the logger's level at run time, as a program
@@ -25,27 +26,10 @@ PLINTH_DIAG_FILE();
 
 namespace {
 
+using plinth_bench::ScratchDir;
+
 const char* const kText = "the quick brown fox jumps over the lazy dog, value 12345";
 const char* const kFunction = "BM_DiagEnabledLine";
-
-// Millions of lines are written; none of them is kept. A plain array, so
-// that the exit handler can still read it after static strings are gone.
-char g_scratchDir[] = "/tmp/plinth-bench-diag-XXXXXX";
-
-void RemoveScratchDir() {
-  const std::string command = std::string("rm -rf '") + g_scratchDir + "'";
-  if (std::system(command.c_str()) != 0) std::fprintf(stderr, "cannot remove %s\n", g_scratchDir);
-}
-
-std::string ScratchDir() {
-  static const bool made = [] {
-    if (!mkdtemp(g_scratchDir)) std::abort();
-    std::atexit(&RemoveScratchDir);
-    return true;
-  }();
-  (void)made;
-  return g_scratchDir;
-}
 
 // Every file benchmark starts from an empty file, so that none of them pays
 // for a file that earlier runs made large. Writers append, so cutting a

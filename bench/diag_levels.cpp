@@ -10,27 +10,22 @@
 #include <string>
 
 #include "plinth/plinth.h"
+#include "scratch_dir.h"
 
 PLINTH_DIAG_FILE();
 
 namespace {
 
-char g_scratchDir[] = "/tmp/plinth-bench-levels-XXXXXX";
-
-void RemoveScratchDir() {
-  const std::string command = std::string("rm -rf '") + g_scratchDir + "'";
-  if (std::system(command.c_str()) != 0) std::fprintf(stderr, "cannot remove %s\n", g_scratchDir);
-}
+using plinth_bench::ScratchDir;
 
 // The engine with a 1,000 KB buffer; this file's lines go to the buffer at
 // level 5 and to the diagnostic file at none.
 TDiag* Engine() {
   static TDiag* diag = [] {
-    if (!mkdtemp(g_scratchDir)) std::abort();
-    std::atexit(&RemoveScratchDir);
-    std::ofstream(std::string(g_scratchDir) + "/general_DiagLvls.ini") << "IsBuffer=1\nMemBufferSize=1000\n";
+    const std::string dir = ScratchDir();
+    std::ofstream(dir + "/general_DiagLvls.ini") << "IsBuffer=1\nMemBufferSize=1000\n";
     TDiag* d = TDiag::Instance();
-    d->Initialize(g_scratchDir, g_scratchDir, "");
+    d->Initialize(dir, dir, "");
     return d;
   }();
   return diag;
@@ -60,7 +55,7 @@ BENCHMARK(BM_BufferWriteMsg);
 // comments and keywords between them.
 void BM_ReadLevelsFile10k(benchmark::State& state) {
   TDiag* diag = Engine();
-  const std::string path = std::string(g_scratchDir) + "/tokens_DiagLvls.ini";
+  const std::string path = ScratchDir() + "/tokens_DiagLvls.ini";
   {
     std::ofstream out(path);
     for (int i = 0; i < 10000; ++i) {

@@ -10,6 +10,7 @@
 #include <string>
 
 #include "plinth/plinth.h"
+#include "scratch_dir.h"
 
 #ifdef PLINTH_BENCH_HAVE_SPDLOG
 #include <spdlog/sinks/basic_file_sink.h>
@@ -17,6 +18,8 @@
 #endif
 
 namespace {
+
+using plinth_bench::ScratchDir;
 
 // About 110 bytes, as a diagnostic line is.
 const std::string kLine =
@@ -26,15 +29,6 @@ const std::string kLine =
 const std::string kSequential = "sequential_files";
 const std::string kCyclic = "cyclic_files";
 const std::string kRotation = "rotation";
-
-std::string ScratchDir() {
-  static std::string dir = [] {
-    char templ[] = "/tmp/plinth-bench-XXXXXX";
-    if (!mkdtemp(templ)) std::abort();
-    return std::string(templ);
-  }();
-  return dir;
-}
 
 Logger* InitLogger() {
   Logger* logger = Logger::GetInstance();

@@ -8,17 +8,11 @@
 #include <string>
 
 #include "plinth/plinth.h"
+#include "scratch_dir.h"
 
 namespace {
 
-std::string ScratchDir() {
-  static std::string dir = [] {
-    char templ[] = "/tmp/plinth-bench-XXXXXX";
-    if (!mkdtemp(templ)) std::abort();
-    return std::string(templ);
-  }();
-  return dir;
-}
+using plinth_bench::ScratchDir;
 
 // Records like a product's: quoted titles and sources, two parameters.
 const std::string& MessageFile() {

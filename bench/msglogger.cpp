@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "plinth/plinth.h"
+#include "scratch_dir.h"
 
 #ifdef PLINTH_BENCH_HAVE_SPDLOG
 #include <spdlog/async.h>
@@ -22,18 +23,11 @@
 
 namespace {
 
+using plinth_bench::ScratchDir;
+
 using Clock = std::chrono::steady_clock;
 constexpr int kQueue = 1 << 20;
 constexpr int kCallerRuns = 200000;  // well inside kQueue, even repeated
-
-std::string ScratchDir() {
-  static std::string dir = [] {
-    char templ[] = "/tmp/plinth-bench-msg-XXXXXX";
-    if (!mkdtemp(templ)) std::abort();
-    return std::string(templ);
-  }();
-  return dir;
-}
 
 // One Init for the whole program: a ring of 10 files, 200 lines each, and a
 // blocking queue big enough that the caller-side runs never wait for room:
