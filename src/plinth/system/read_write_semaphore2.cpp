@@ -1,22 +1,14 @@
 #include "plinth/system/read_write_semaphore2.h"
 
 #include <algorithm>
+#include <mutex>
 #include <ostream>
 
 #include "plinth/system/thread_id.h"
 
 namespace {
 // The state lock for one step.
-class state_guard {
-public:
-  explicit state_guard(os_condition_mutex& m) : m_Mutex(m) { m_Mutex.lock(); }
-  ~state_guard() { m_Mutex.unlock(); }
-  state_guard(const state_guard&) = delete;
-  state_guard& operator=(const state_guard&) = delete;
-
-private:
-  os_condition_mutex& m_Mutex;
-};
+using state_guard = std::lock_guard<os_condition_mutex>;
 }  // namespace
 
 read_write_semaphore2::read_write_semaphore2(bool writersPreferred)
