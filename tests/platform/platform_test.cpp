@@ -4,6 +4,7 @@
 #include <cstdlib>
 
 #include "common/temp_dir.h"
+#include "plinth/platform/os/os_clock_hooks.h"
 #include "plinth/platform.h"
 
 using namespace plinth_test;

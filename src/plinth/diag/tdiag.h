@@ -18,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "plinth/plinth_export.h"
 #include "plinth/diag/dbg_buffer.h"
 #include "plinth/diag/diagstacks.h"
 #include "plinth/diag/format_obj.h"
@@ -26,7 +27,7 @@
 
 class Logger;
 
-class TDiag {
+class PLINTH_API TDiag {
 public:
   enum LifeCycle { eNotCreated = 0, eCreated = 1, eInitialized = 2, eDestroyed = 3 };
   // What EnableStacks and DisableStacks are asked to change.
@@ -284,21 +285,21 @@ private:
 };
 
 // Registers a source file and its levels while the module loads.
-class TDiagRegister {
+class PLINTH_API TDiagRegister {
 public:
   TDiagRegister(const char* file, DbgLevels* levels) { TDiag::Instance()->RegisterFile(file, levels); }
 };
 
 // Sets the base name of the process's diagnostic files; the text must live
 // as long as the engine.
-class TDiagSetFileName {
+class PLINTH_API TDiagSetFileName {
 public:
   explicit TDiagSetFileName(const char* name) { TDiag::Instance()->SetOutputFileName(name); }
 };
 
 // The scope of one traced function call: enters the name in the thread's
 // call chain and prints "Exit" at level 7 when it ends.
-class TDiagFunc {
+class PLINTH_API TDiagFunc {
 public:
   TDiagFunc(const char* file, DbgLevels* levels, const char* function);
   ~TDiagFunc();
@@ -314,11 +315,11 @@ public:
 };
 
 // Destroys the engine; Instance throws from then on.
-void exit_diag();
+PLINTH_API void exit_diag();
 
 // Holds a FormatObj locked while one line is written to its stream. A line
 // whose text throws is thrown away, not half printed.
-class TDiagLine {
+class PLINTH_API TDiagLine {
 public:
   TDiagLine(FormatObj* object, const char* file, const char* function, unsigned level, bool toLog,
             bool toBuffer)

@@ -9,19 +9,20 @@
 #include <string>
 #include <vector>
 
+#include "plinth/plinth_export.h"
 #include "plinth/logger/params_holder.h"
 
 class LoggerDataInserter;
 
 namespace dst_aux {
 // A record of the database destination that starts with a name.
-struct NamedRecord {
+struct PLINTH_API NamedRecord {
   std::string m_sName;
   uint32_t m_nValue = 0;
 };
 }  // namespace dst_aux
 
-class LoggerBaseDestination {
+class PLINTH_API LoggerBaseDestination {
 public:
   LoggerBaseDestination() = default;
   virtual ~LoggerBaseDestination() = default;

@@ -17,12 +17,13 @@
 #include <string>
 #include <vector>
 
+#include "plinth/plinth_export.h"
 #include "plinth/logger/destination.h"
 #include "plinth/logger/logger_types.h"
 #include "plinth/logger/params_holder.h"
 #include "plinth/platform/os/os_critical_section.h"
 
-class LoggerDestsFactory {
+class PLINTH_API LoggerDestsFactory {
 public:
   LoggerDestsFactory() = default;
   virtual ~LoggerDestsFactory();
@@ -41,7 +42,7 @@ public:
   static std::atomic<LoggerDestsFactory*> m_theObject;
 };
 
-class Logger {
+class PLINTH_API Logger {
 public:
   enum m_ErrorCode { CREATEDEST = 0, INITDEST, WRITETODEST, TERMDEST, GETDEST };
   using ErrorCallback = void (*)(const std::string&);
@@ -123,6 +124,6 @@ private:
 };
 
 // Creates the destination factory if it doesn't exist. Called at library load.
-void init_logger();
+PLINTH_API void init_logger();
 // Deletes the Logger singleton, then the factory.
-void exit_logger();
+PLINTH_API void exit_logger();

@@ -5,10 +5,12 @@
 // when the last copy unloads or goes away.
 #pragma once
 
+#include "plinth/plinth_export.h"
+
 #include <memory>
 #include <vector>
 
-class DynamicLibrary {
+class PLINTH_API DynamicLibrary {
 public:
   using Proc = void (*)();
 

@@ -9,9 +9,10 @@
 #include <iosfwd>
 #include <sstream>
 
+#include "plinth/plinth_export.h"
 #include "plinth/platform/os/os_critical_section.h"
 
-class Tracer {
+class PLINTH_API Tracer {
 public:
   // Read on every trace point without a lock.
   static std::atomic<bool> TraceEnabled;
