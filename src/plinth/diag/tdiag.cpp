@@ -278,13 +278,14 @@ void TDiag::PrintMsg(const std::string& text, const char* file, const char* func
   (void)context;  // only the viewer is told the context
   char stamp[24];
   FormatTime(stamp, sizeof stamp);
-  char buffer[kMaxPrintMsgLine + 1];
-  LineBuilder line(buffer, kMaxPrintMsgLine - 1);
+  char buffer[kMaxPrintMsgLine];
+  // The line end counts towards the limit: a cut line has none, and the next
+  // line follows it directly. A cut line stays out of the buffer.
+  LineBuilder line(buffer, kMaxPrintMsgLine);
   line.Text(stamp);
   AppendLineBody(line, static_cast<unsigned>(level), file, function, IsMainThread(), text.c_str());
-  buffer[line.size()] = '\n';
-  // A cut line stays out of the buffer.
-  WriteLine(buffer, line.size() + 1, toLog, toBuffer && !line.overflowed());
+  line.Char('\n');
+  WriteLine(buffer, line.size(), toLog, toBuffer && !line.overflowed());
 }
 
 void TDiag::WriteLine(const char* text, size_t length, bool toLog, bool toBuffer) {
