@@ -2,12 +2,12 @@
 // and the getters and setters that change levels while the process runs.
 #include <climits>
 #include <cstring>
-#include <fstream>
 #include <limits>
 #include <string_view>
 
 #include "plinth/diag/tdiag.h"
 #include "plinth/platform/os/os_file.h"
+#include "plinth/platform/os/os_stream.h"
 
 namespace {
 // Longest line of a levels file; longer lines are skipped whole.
@@ -109,7 +109,7 @@ Keyword KeywordOf(std::string_view key) {
 
 // ---- reading the levels file ----
 
-bool TDiag::OpenLvlsFile(std::ifstream& file) {
+bool TDiag::OpenLvlsFile(os_ifstream& file) {
   const std::string prefix = m_sIniPath.empty() ? std::string() : m_sIniPath + "/";
   const std::string name = m_pOutputFileName ? m_pOutputFileName : "";
   std::string candidates[3];
@@ -120,22 +120,20 @@ bool TDiag::OpenLvlsFile(std::ifstream& file) {
     // A directory, pipe or device under the name is no levels file: a pipe
     // would block the open, a device might never end.
     if (!os_file_system::is_regular_file(candidate)) continue;
-    file.open(candidate, std::ios::in | std::ios::binary);
-    if (file.is_open()) return true;
-    file.clear();
+    if (file.open(candidate)) return true;
   }
   return false;
 }
 
 bool TDiag::ReadLevelsFile(bool keywordsOnly) {
-  std::ifstream file;
+  os_ifstream file;
   if (!OpenLvlsFile(file)) return false;
   ReadLevelsStream(file, true, !keywordsOnly);
   return true;
 }
 
 bool TDiag::ReadAnotherLevelsFile() {
-  std::ifstream file;
+  os_ifstream file;
   if (!OpenLvlsFile(file)) return false;
   ReadLevelsStream(file, false, true);
   return true;

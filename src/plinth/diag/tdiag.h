@@ -26,6 +26,7 @@
 #include "plinth/platform/os/os_critical_section.h"
 
 class Logger;
+class os_ifstream;
 
 class PLINTH_API TDiag {
 public:
@@ -44,6 +45,8 @@ public:
 
   // ---- life cycle ----
   static TDiag* Instance();
+  // Ends the engine: Instance throws from then on. The object is retired,
+  // not freed (see Retire), so a line racing the end is lost, never a crash.
   static void Destroy();
   static bool IsAlive() {
     const LifeCycle s = m_eState.load(std::memory_order_relaxed);
@@ -52,6 +55,10 @@ public:
   static bool IsInitialized() { return m_eState.load(std::memory_order_relaxed) == eInitialized; }
   bool isValid() const { return IsInitialized(); }
   static TDiag& GetObjectAndVerifyMainThread(const char* file, const char* function);
+  // The calling thread's FormatObj, or after exit_diag a spare one whose
+  // lines go nowhere.
+  static FormatObj* CurrentFormatObj();
+  static FormatObj* SpareFormatObj();
   void Initialize(const std::string& logPath, const std::string& iniPath, const std::string& logicalName);
 
   // ---- registration ----
@@ -260,7 +267,7 @@ protected:
   void CloseLogFile();
   void SetOutPutBufferingMode(long size);
 
-  bool OpenLvlsFile(std::ifstream& file);
+  bool OpenLvlsFile(os_ifstream& file);
   bool ReadLevelsFile(bool keywordsOnly);
   bool ReadAnotherLevelsFile();
   bool IsKeyword(const std::string& key) const;
@@ -274,6 +281,8 @@ protected:
 
 private:
   static std::string DumpAppInfoIntoDiag(void* diag);
+  // What Destroy does instead of deleting: no file, no buffer, no line.
+  void Retire();
   bool IsMainThread() const;
   // Writes a composed line under the engine lock to where data says.
   void WriteLine(const char* line, size_t length, bool toLog, bool toBuffer);
@@ -335,9 +344,12 @@ public:
   TDiagLine& operator=(const TDiagLine&) = delete;
 
   std::ostream& stream() { return m_pObject->m_Stream; }
+  // After exit_diag the line is dropped.
   void flush() {
-    TDiag::m_pTheObject.load(std::memory_order_relaxed)->flush(m_pObject);
-    m_bFlushed = true;
+    if (TDiag* diag = TDiag::m_pTheObject.load(std::memory_order_acquire)) {
+      diag->flush(m_pObject);
+      m_bFlushed = true;
+    }
   }
 
 private:
@@ -379,7 +391,6 @@ private:
   PLINTH_DIAG_WRITE(plinth_diag_levels_, plinth_diag_func_.m_pFile, plinth_diag_func_.m_pFunction, \
                     (level), plinth_diag_func_.GetThreadFormatObj(), message_expr)
 
-#define PLINTH_DIAG_AT(function, level, message_expr)                                     \
-  PLINTH_DIAG_WRITE(plinth_diag_levels_, __FILE__, (function), (level),                    \
-                    ::TDiag::m_pTheObject.load(std::memory_order_relaxed)->GetFormatObj(), \
-                    message_expr)
+#define PLINTH_DIAG_AT(function, level, message_expr)                  \
+  PLINTH_DIAG_WRITE(plinth_diag_levels_, __FILE__, (function), (level), \
+                    ::TDiag::CurrentFormatObj(), message_expr)

@@ -2,12 +2,12 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <limits>
 #include <new>
 #include <vector>
 
 #include "plinth/platform/os/os_file.h"
+#include "plinth/platform/os/os_stream.h"
 #include "plinth/platform/os/os_tokenizer.h"
 #include "plinth/system/tracer.h"
 
@@ -101,9 +101,9 @@ bool OCMessageMgr::iterate_records(std::string& error) {
   if (m_bLoaded.load(std::memory_order_relaxed)) return true;
 
   m_sFullPath = m_sRootDir + "/" + m_sFile;
-  std::ifstream in;
+  os_ifstream in;
   // A directory opens for reading on Linux and then fails every read.
-  if (!os_file_system::is_directory(m_sFullPath)) in.open(m_sFullPath, std::ios::in | std::ios::binary);
+  if (!os_file_system::is_directory(m_sFullPath)) in.open(m_sFullPath);
   if (!in.is_open()) {
     error = "failed to open message file" + m_sFullPath;
     return false;

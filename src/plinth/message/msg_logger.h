@@ -74,7 +74,7 @@ public:
   virtual ~OCMsgToLog() = default;
 
   std::string m_sText;
-  std::vector<LoggerBaseDestination*> m_vDests;
+  std::vector<LoggerBaseDestination*> m_vDests;  // not filled: lines go to the logger's one destination
 };
 
 class PLINTH_API OCMsgObjects : public LoggerNameValue {

@@ -37,7 +37,7 @@ Tracer::Tracer() {
   if (std::getenv("PT_TRACE_OUT")) m_bStdout = true;
   if (std::getenv("PT_TRACE_VERBOSE")) m_bVerbose = true;
   if (const char* path = std::getenv("PT_TRACE_FILE"))
-    m_File.open(path, std::ios::out | std::ios::trunc);
+    m_File.open(path);
 }
 
 Tracer::~Tracer() {

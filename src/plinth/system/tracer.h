@@ -5,12 +5,12 @@
 #pragma once
 
 #include <atomic>
-#include <fstream>
 #include <iosfwd>
 #include <sstream>
 
 #include "plinth/plinth_export.h"
 #include "plinth/platform/os/os_critical_section.h"
+#include "plinth/platform/os/os_stream.h"
 
 class PLINTH_API Tracer {
 public:
@@ -42,7 +42,7 @@ private:
                     const char* file, int line);
 
   os_critical_section m_CritSect;
-  std::ofstream m_File;
+  os_ofstream m_File;  // close-on-exec
   std::atomic<bool> m_bVerbose{false};
   std::atomic<bool> m_bStdout{false};
 };

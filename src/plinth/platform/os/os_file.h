@@ -59,6 +59,7 @@ PLINTH_API bool is_held_open(const std::string& path);
 // Writes all bytes to an unbuffered stream with one system call where the
 // kernel takes them at once, bypassing stdio's per-call bookkeeping (the
 // stream holds no buffered data to overtake). False with errno set when not
-// every byte was written.
+// every byte was written; the bytes that were written are then cut off
+// again where the file allows it (a regular file opened for appending).
 PLINTH_API bool write_all(FILE* file, const char* data, size_t size);
 }  // namespace os_log_files
