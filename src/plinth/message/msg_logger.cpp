@@ -11,6 +11,7 @@
 #include "plinth/message/msg_file.h"
 #include "plinth/message/string_format.h"
 #include "plinth/platform/os/os_time.h"
+#include "plinth/platform/numbers.h"
 
 unsigned char gFilterVec[kOCMsgMaxID + 1];
 
@@ -195,7 +196,7 @@ void* RunReader(void* arg) {
 
 // atoi without its undefined overflow: out-of-range text gives a value out
 // of every range that a caller accepts.
-long ReadNumber(const std::string& text) { return std::strtol(text.c_str(), nullptr, 10); }
+long ReadNumber(const std::string& text) { return plinth::platform::read_int(text); }
 
 // Comma-separated names, empty ones left out.
 template <class Fn>
