@@ -1,7 +1,6 @@
 #include "plinth/config/ini.h"
 
 #include <array>
-#include <cctype>
 #include <set>
 #include <utility>
 
@@ -72,12 +71,21 @@ std::string ExpandEnvironment(std::string text) {
 
 }  // namespace
 
+// toupper of the "C" locale, whatever locale the host sets later: the order
+// of a map must not change while the map exists.
+static inline unsigned char UpperC(unsigned char c) {
+  return c >= 'a' && c <= 'z' ? static_cast<unsigned char>(c - 'a' + 'A') : c;
+}
+
 bool StrCmpInSensitive::operator()(std::string const& a, std::string const& b) const {
   const size_t n = a.size() < b.size() ? a.size() : b.size();
+  const auto* x = reinterpret_cast<const unsigned char*>(a.data());
+  const auto* y = reinterpret_cast<const unsigned char*>(b.data());
   for (size_t i = 0; i < n; ++i) {
-    const int x = std::toupper(static_cast<unsigned char>(a[i]));
-    const int y = std::toupper(static_cast<unsigned char>(b[i]));
-    if (x != y) return x < y;
+    if (x[i] == y[i]) continue;
+    const unsigned char ux = UpperC(x[i]);
+    const unsigned char uy = UpperC(y[i]);
+    if (ux != uy) return ux < uy;
   }
   return a.size() < b.size();
 }
