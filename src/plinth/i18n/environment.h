@@ -48,7 +48,8 @@ public:
   static void WGetEnvListU(std::vector<std::pair<std::string, std::string>>& list);
 
 private:
-  // Every accepted NAME=VALUE text; never freed.
-  static std::list<std::string*> m_EnvVar;
-  static std::list<std::wstring*> m_WEnvVar;
+  // Every accepted NAME=VALUE text. Neither the texts nor the lists are
+  // ever freed, so the environment's pointers stay valid to the very end.
+  static std::list<std::string*>& m_EnvVar;
+  static std::list<std::wstring*>& m_WEnvVar;
 };
