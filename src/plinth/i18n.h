@@ -1,6 +1,8 @@
-// Internationalisation: byte-wise text, date and time helpers and the small
-// text classes.
+// Internationalisation: byte-wise text, date and time helpers, the small
+// text classes, the text mode and the converter between encodings.
 #pragma once
 
 #include "plinth/i18n/i18n_aux.h"
 #include "plinth/i18n/text_classes.h"
+#include "plinth/i18n/unicode_configuration.h"
+#include "plinth/i18n/unicode_converter.h"
