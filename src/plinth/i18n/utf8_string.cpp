@@ -16,15 +16,8 @@
 
 namespace {
 
-// Bytes a character takes, from its first byte alone; a continuation byte
-// steps by 1. No validity test anywhere.
-constexpr std::array<unsigned char, 256> make_steps() {
-  std::array<unsigned char, 256> t{};
-  for (int c = 0; c < 256; ++c)
-    t[c] = c < 0xC0 ? 1 : c < 0xE0 ? 2 : c < 0xF0 ? 3 : c < 0xF8 ? 4 : c < 0xFC ? 5 : 6;
-  return t;
-}
-constexpr std::array<unsigned char, 256> kStep = make_steps();
+// Bytes a character takes, from its first byte alone; no validity test.
+constexpr auto const& kStep = Osl_UnicodeConverter::LeadByteStep;
 
 constexpr unsigned int kContinuation = static_cast<unsigned int>(-2);
 
@@ -294,3 +287,17 @@ void printutf(bool, char const* format, ...) {
 }
 
 }  // namespace i18n_aux
+
+// The converter's forms on this type.
+
+ConversionRC Osl_UnicodeConverter::ConvertUCS2toUTF8(std::wstring const& in, Osl_UTF8String& out) {
+  return ConvertUCS2toUTF8(in, out.GetString());
+}
+
+ConversionRC Osl_UnicodeConverter::ConvertUTF8toUCS2(Osl_UTF8String const& in, std::wstring& out) {
+  return ConvertUTF8toUCS2(in.GetString(), out);
+}
+
+bool Osl_UnicodeConverter::IsNarrowChar(Osl_UTF8String const& text) {
+  return IsNarrowChar(text.c_str(), static_cast<long>(text.length()));
+}
