@@ -30,7 +30,8 @@ public:
   static EnvStatus WGetEnvU(std::string const& name, std::string& value);
 
   // Sets name to value (the empty value included) and gives 0, or -1 when
-  // the environment refused it (an empty name, or one holding "="). A text
+  // the environment refused it (an empty name). The text is split at its
+  // first "=", so a name holding "=" sets the part in front of it. A text
   // that was accepted stays valid for the life of the process.
   static int WPutEnv(std::string const& name, std::string const& value);
   static int WPutEnvL(std::string const& name, std::string const& value);
