@@ -24,9 +24,14 @@ constexpr unsigned int kContinuation = static_cast<unsigned int>(-2);
 // The mode, read at every call. The first test is the one Instance() makes
 // itself; reading the public fields here spares two calls per character on
 // the stepping paths.
+[[gnu::noinline]] bool unicode_mode_first_time() {
+  return Osl_UnicodeConfiguration::Instance()->m_bUnicodeMode;
+}
+
 inline bool unicode_mode() {
-  Osl_UnicodeConfiguration* config = Osl_UnicodeConfiguration::m_pInstance;
-  if (config == nullptr) config = Osl_UnicodeConfiguration::Instance();
+  Osl_UnicodeConfiguration const* config = Osl_UnicodeConfiguration::m_pInstance;
+  if (config == nullptr) [[unlikely]]
+    return unicode_mode_first_time();
   return config->m_bUnicodeMode;
 }
 
@@ -34,7 +39,29 @@ inline unsigned int step_at(std::string const& text, std::size_t pos) {
   return kStep[static_cast<unsigned char>(text[pos])];
 }
 
-[[noreturn]] void throw_out_of_range() { throw std::out_of_range("out of range error"); }
+[[noreturn, gnu::noinline, gnu::cold]] void throw_out_of_range() { throw std::out_of_range("out of range error"); }
+
+[[noreturn, gnu::noinline, gnu::cold]] void throw_four_bytes() {
+  throw QLNError("UTF8 char more than 3 bytes is not implemented", 0, 0, "", 0);
+}
+
+// GetNextChar's first-byte test: 1 to 3, 0 for a continuation byte, 4 for a
+// lead byte that GetNextChar refuses.
+constexpr std::array<unsigned char, 256> kNextCharLen = [] {
+  std::array<unsigned char, 256> t{};
+  for (int c = 0; c < 256; ++c) t[c] = c < 0x80 ? 1 : c < 0xC0 ? 0 : c < 0xE0 ? 2 : c < 0xF0 ? 3 : 4;
+  return t;
+}();
+
+// The same test in the private member's form.
+inline unsigned int char_len(char const* text) {
+  unsigned char const first = static_cast<unsigned char>(*text);
+  if (first < 0x80) return 1;
+  if (first < 0xC0) return kContinuation;
+  if (first < 0xE0) return 2;
+  if (first < 0xF0) return 3;
+  throw_four_bytes();
+}
 
 // Characters from byte start, walking while the place is before limit
 // (itself at most the byte length).
@@ -204,14 +231,7 @@ unsigned int Osl_UTF8String::Find(Osl_UTF8String const& what, unsigned int pos) 
   return npos;
 }
 
-unsigned int Osl_UTF8String::GetCharLen(char const* text) {
-  unsigned char const first = static_cast<unsigned char>(*text);
-  if (first < 0x80) return 1;
-  if (first < 0xC0) return kContinuation;
-  if (first < 0xE0) return 2;
-  if (first < 0xF0) return 3;
-  throw QLNError("UTF8 char more than 3 bytes is not implemented", 0, 0, "", 0);
-}
+unsigned int Osl_UTF8String::GetCharLen(char const* text) { return char_len(text); }
 
 unsigned int Osl_UTF8String::GetNextChar(unsigned int pos, char const*& text, unsigned int& len) {
   std::size_t const size = m_sContent.size();
@@ -222,13 +242,21 @@ unsigned int Osl_UTF8String::GetNextChar(unsigned int pos, char const*& text, un
     len = 1;
     return pos + 1;
   }
-  unsigned int const char_len = GetCharLen(m_sContent.data() + pos);
-  len = char_len;
-  if (char_len == kContinuation) return kContinuation;
+  // A table instead of char_len's comparisons: the lengths of mixed text
+  // come in no order a branch predictor could learn.
+  unsigned int const step = kNextCharLen[static_cast<unsigned char>(m_sContent[pos])];
+  if (step - 1 > 2) [[unlikely]] {
+    if (step == 0) {
+      len = kContinuation;
+      return kContinuation;
+    }
+    throw_four_bytes();
+  }
   text = m_sContent.data() + pos;
   // A lead byte that promises more bytes than remain yields the bytes that
   // are there, and the walk ends at the byte length.
-  if (char_len > size - pos) len = static_cast<unsigned int>(size - pos);
+  std::size_t const left = size - pos;
+  len = step < left ? step : static_cast<unsigned int>(left);
   return pos + len;
 }
 
