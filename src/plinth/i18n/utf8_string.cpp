@@ -151,7 +151,10 @@ std::wstring Osl_UTF8String::ToWString() {
 
 std::string const Osl_UTF8String::ToCurrentSystemEncoding() const {
   if (!unicode_mode()) return m_sContent;
-  Osl_UnicodeConverter converter;
+  // The converter keeps its open conversion while the current encoding
+  // stays the same, so one per thread spares opening the locale library's
+  // conversion at every call: file names and console lines pass here.
+  static thread_local Osl_UnicodeConverter converter;
   converter.SetCurrentEncoding(current_encoding());
   std::string converted;
   converter.ConvertUTF8toCurrentEncoding(m_sContent, converted);
