@@ -163,7 +163,7 @@ TEST(Ini, LoadingFiles) {
 TEST(Ini, LookUpsAndExpansion) {
   std::istringstream in(
       "[g]\nplain=a$1\\b\nunset=%PLINTH_T_UNSET%x\nempty=a%PLINTH_T_EMPTY%b\n"
-      "odd=%%x%PLINTH_T_EMPTY\nchain=%PLINTH_T_B%%PLINTH_T_A%\none=%PLINTH_T_A%\n"
+      "odd=%%x%PLINTH_T_EMPTY\npair=%PLINTH_T_UNSET%PLINTH_T_EMPTY%\nchain=%PLINTH_T_B%%PLINTH_T_A%\none=%PLINTH_T_A%\n"
       "meta=<%PLINTH_T_.*%>\n");
   Ini ini(in, false);
   setenv("PLINTH_T_EMPTY", "", 1);
@@ -180,6 +180,8 @@ TEST(Ini, LookUpsAndExpansion) {
       {"unset", "%PLINTH_T_UNSET%x", "%PLINTH_T_UNSET%x"},
       {"empty", "a%PLINTH_T_EMPTY%b", "ab"},
       {"odd", "%%x%PLINTH_T_EMPTY", "%%x%PLINTH_T_EMPTY"},
+      // Signs pair from the left: the sign that closes one name opens none.
+      {"pair", "%PLINTH_T_UNSET%PLINTH_T_EMPTY%", "%PLINTH_T_UNSET%PLINTH_T_EMPTY%"},
       // Names in byte order: A brings in %PLINTH_T_B%, which B then replaces.
       {"chain", "%PLINTH_T_B%%PLINTH_T_A%", "$1\\0$1\\0"},
       // Text brought in is not scanned for names of its own.
@@ -202,7 +204,7 @@ TEST(Ini, LookUpsAndExpansion) {
   EXPECT_FALSE(ini.isGroupHasKey("g", "plai"));
   EXPECT_FALSE(ini.isGroupHasKey("h", "plain"));
   ASSERT_NE(ini.GetGroupProperty("g"), nullptr);
-  EXPECT_EQ(ini.GetGroupProperty("g")->size(), 7u);
+  EXPECT_EQ(ini.GetGroupProperty("g")->size(), 8u);
   EXPECT_EQ(ini.GetGroupProperty("h"), nullptr);
 }
 
