@@ -3,26 +3,50 @@
 // end for names too long to resolve must give the same text.
 #include <cstddef>
 #include <cstdint>
+#include <ctime>
 #include <map>
 #include <string>
 
 #include "plinth/config.h"
-#include "plinth/platform/os/os_regexp.h"
-#include "plinth/platform/os/os_time.h"
 
 namespace {
+
+bool IsNameChar(char c) {
+  return (c >= 'A' && c <= 'Z') || (c >= 'a' && c <= 'z') || (c >= '0' && c <= '9') || c == '_' || c == '#' ||
+         c == '@';
+}
+
+// The end of a variable that starts at i, or 0.
+size_t VariableEnd(const std::string& text, size_t i) {
+  if (text.compare(i, 2, "%%") != 0) return 0;
+  size_t j = i + 2;
+  if (j < text.size() && text[j] == '$') ++j;
+  const size_t name = j;
+  while (j < text.size() && IsNameChar(text[j])) ++j;
+  return j > name ? j : 0;
+}
 
 struct Reference {
   std::map<OSLNoCaseString, std::string> table;
 
   std::string Variable(const std::string& token) {
-    static const os_regexp heading(QLNAutoEditString::VariableHeadingPattern);
-    std::string bare = token;
-    heading.replace(bare, 0, static_cast<unsigned>(bare.size()), "", true);
+    std::string bare;
+    for (size_t i = 0; i < token.size();) {
+      if (token.compare(i, 2, "%%") == 0) {
+        i += token.compare(i, 3, "%%$") == 0 ? 3 : 2;
+      } else {
+        bare += token[i++];
+      }
+    }
     const auto it = table.find(OSLNoCaseString(bare));
     if (it != table.end()) return it->second;
-    if (bare == "date") return os_date::today().to_string("%s%m%d");
-    return token;
+    if (bare != "date") return token;
+    const std::time_t now = std::time(nullptr);
+    std::tm local{};
+    localtime_r(&now, &local);
+    char text[16];
+    std::strftime(text, sizeof text, "%Y%m%d", &local);
+    return text;
   }
   std::string Recursive(const std::string& text) {
     const size_t p = text.find('%', 2);
@@ -30,27 +54,32 @@ struct Reference {
     return Variable(text.substr(0, p) + Recursive(text.substr(p)));
   }
   std::string Resolve(const std::string& pattern) {
-    static const os_regexp sequence(QLNAutoEditString::RecursiveVariablePattern);
-    static const os_regexp variable(QLNAutoEditString::VariablePattern);
-    std::string text = pattern, out;
-    unsigned pos = 0;
-    for (auto m = sequence.search(text, pos); m != os_regexp::not_found(); m = sequence.search(text, pos)) {
-      const std::string seq = text.substr(m.first, m.second - m.first);
+    std::string out;
+    for (size_t i = 0; i < pattern.size();) {
+      size_t end = VariableEnd(pattern, i), next = 0, count = 1;
+      while (end && (next = VariableEnd(pattern, end))) end = next, ++count;
+      if (count < 2) {
+        out += pattern[i++];
+        continue;
+      }
+      const std::string seq = pattern.substr(i, end - i);
       const size_t split = seq.find('%', 2);
-      out += text.substr(pos, m.first - pos) + seq.substr(0, split) + Recursive(seq.substr(split));
-      pos = m.second;
+      out += seq.substr(0, split) + Recursive(seq.substr(split));
+      i = end;
     }
-    text = out + text.substr(pos);
-    out.clear();
-    pos = 0;
-    for (auto m = variable.search(text, pos); m != os_regexp::not_found(); m = variable.search(text, pos)) {
-      out += text.substr(pos, m.first - pos);
-      const std::string value = Variable(text.substr(m.first, m.second - m.first));
-      if (!out.empty() && out.back() == '.') out.pop_back();
-      out += value;
-      pos = m.second;
+    std::string result;
+    for (size_t i = 0; i < out.size();) {
+      const size_t end = VariableEnd(out, i);
+      if (!end) {
+        result += out[i++];
+        continue;
+      }
+      const std::string value = Variable(out.substr(i, end - i));
+      if (!result.empty() && result.back() == '.') result.pop_back();
+      result += value;
+      i = end;
     }
-    return out + text.substr(pos);
+    return result;
   }
 };
 

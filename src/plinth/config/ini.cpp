@@ -1,15 +1,45 @@
 #include "plinth/config/ini.h"
 
 #include <array>
+#include <memory>
 #include <set>
 #include <utility>
 
-#include "plinth/config/ini_edges.h"
 #include "plinth/errors/qln_error.h"
-
-using namespace plinth_config_detail;
+#include "plinth/i18n/environment.h"
+#include "plinth/i18n/file_streams.h"
+#include "plinth/i18n/unicode_configuration.h"
 
 namespace {
+
+// ---- Where Ini meets files and the environment ------------------------------
+// The grammar, look-ups and writer below see only streams and strings.
+
+std::unique_ptr<std::istream> OpenIniForReading(const std::string& file) {
+  auto in = std::make_unique<Osl_Ifstream>(file, std::ios::in | std::ios::binary);
+  // Opening a directory succeeds here; its first read fails. Find that out
+  // now, so that it reads as a file that can't be opened, not as an empty one.
+  if (in->good()) {
+    in->peek();
+    if (in->bad()) in->setstate(std::ios::failbit);
+    else in->clear();
+  }
+  return in;
+}
+
+// Closing flushes; a write that failed on the way shows in the fail bit.
+bool CloseIniAfterWriting(Osl_Ofstream& file) {
+  file.close();
+  return !file.fail();
+}
+
+bool ReadIniVariable(const std::string& name, std::string& value) {
+  const EnvStatus status = Osl_UnicodeConfiguration::Instance()->IsCJKMode() ? WEnv::WGetEnvU(name, value)
+                                                                             : WEnv::WGetEnvL(name, value);
+  return status != ENV_NOT_SET;
+}
+
+// ---- Grammar helpers -----------------------------------------------------------
 
 // Each throw site passes its own line, so that Where() tells which rule of
 // the grammar refused the text.
@@ -153,7 +183,7 @@ void Ini::LoadAdd(std::string const& file, bool readOnly) {
 
 void Ini::ReadDataFromStream(std::istream& in) {
   if (in.fail()) Fail(1, __LINE__);
-  SkipIniSignature(in);
+  Osl_Ifstream_SkipSignature(in);
   std::string line;
   if (!GetNextLine(in, line)) {
     if (in.bad()) Fail(1, __LINE__);
@@ -325,15 +355,15 @@ void Ini::FlushIniDataToFile(std::string const& file) {
   if (m_bReadOnly) Fail(2, __LINE__);
   const std::string& name = file.empty() ? m_sFileName : file;
   if (name.empty()) Fail(3, __LINE__);
-  const std::unique_ptr<std::ostream> out = OpenIniForWriting(name);
-  if (!*out) Fail(3, __LINE__);
+  Osl_Ofstream out(name, std::ios::out | std::ios::trunc | std::ios::binary);
+  if (!out) Fail(3, __LINE__);
   for (const auto& group : m_Groups) {
-    *out << '[' << group.first << "]\n";
-    for (const auto& entry : group.second) *out << entry.first << '=' << entry.second << '\n';
-    *out << '\n';
+    out << '[' << group.first << "]\n";
+    for (const auto& entry : group.second) out << entry.first << '=' << entry.second << '\n';
+    out << '\n';
   }
   // A full disk must not pass for a written file.
-  if (!CloseIniAfterWriting(*out)) Fail(3, __LINE__);
+  if (!CloseIniAfterWriting(out)) Fail(3, __LINE__);
 }
 
 std::string const& Ini::ExceptionNumberToString(int number) {
