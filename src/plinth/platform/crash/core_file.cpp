@@ -4,6 +4,7 @@
 #include <elf.h>
 #include <fcntl.h>
 #include <signal.h>
+#include <sys/mman.h>
 #include <sys/procfs.h>
 #include <sys/syscall.h>
 #include <time.h>
@@ -21,7 +22,7 @@ namespace {
 
 constexpr int kMaxThreads = 256;
 constexpr int kMaxMappings = 8192;
-constexpr size_t kMapsText = 512 * 1024;
+constexpr size_t kMapsText = 4 << 20;
 constexpr size_t kNotes = kMaxThreads * 1024 + 64 * 1024;
 constexpr size_t kChunk = 1 << 20;
 
@@ -35,7 +36,8 @@ struct ThreadRegisters {
 
 struct Mapping {
   uint64_t start, end, offset;
-  bool readable, writable, executable, dump;
+  bool readable, writable, executable, shared, dump;
+  bool changed;  // has private copies of pages (relocated data, say)
   const char* path;  // into g_maps, null for anonymous memory
 };
 
@@ -149,47 +151,70 @@ uint64_t Hex(const char*& p) {
   }
 }
 
-// /proc/self/maps as mappings; the texts stay in g_maps.
+// What gdb can't take from the files: writable memory, anonymous memory,
+// the vdso, and file pages that the process changed (relocated data that is
+// read-only again). Never the kernel's [vvar] pages, nor devices.
+void Decide(Mapping& m) {
+  const bool special = m.path && m.path[0] == '[';
+  const bool device = m.path && std::strncmp(m.path, "/dev/", 5) == 0 && !m.shared;
+  m.dump = m.readable && !device && !(special && std::strcmp(m.path, "[vvar]") == 0) &&
+           !(special && std::strcmp(m.path, "[vsyscall]") == 0) &&
+           (m.writable || !m.path || special || m.changed);
+}
+
+bool IsHeader(const char* line) {
+  for (const char* p = line; *p && *p != ' '; ++p)
+    if (*p == ':') return false;
+  return *line != '\0';
+}
+
+// /proc/self/smaps (or maps) as mappings; the texts stay in g_maps.
 int ReadMappings() {
-  const ssize_t length = ReadAll("/proc/self/maps", g_maps, sizeof g_maps - 1);
+  ssize_t length = ReadAll("/proc/self/smaps", g_maps, sizeof g_maps - 1);
+  if (length <= 0) length = ReadAll("/proc/self/maps", g_maps, sizeof g_maps - 1);
   if (length <= 0) return 0;
   g_maps[length] = '\0';
   int count = 0;
+  Mapping* current = nullptr;
   char* line = g_maps;
-  while (*line && count < kMaxMappings) {
+  while (*line) {
     char* end = std::strchr(line, '\n');
     if (end) *end = '\0';
-    const char* p = line;
-    Mapping& m = g_mappings[count];
-    m.start = Hex(p);
-    if (*p == '-') ++p;
-    m.end = Hex(p);
-    while (*p == ' ') ++p;
-    m.readable = p[0] == 'r';
-    m.writable = p[1] == 'w';
-    m.executable = p[2] == 'x';
-    const bool shared = p[3] == 's';
-    p += 4;
-    while (*p == ' ') ++p;
-    m.offset = Hex(p);
-    // Device, inode, then the path after the blanks.
-    for (int field = 0; field < 2; ++field) {
+    if (!IsHeader(line)) {
+      if (current && std::strncmp(line, "Anonymous:", 10) == 0) {
+        const char* p = line + 10;
+        while (*p == ' ') ++p;
+        current->changed = *p != '0';
+      }
+    } else if (count < kMaxMappings) {
+      const char* p = line;
+      Mapping& m = g_mappings[count];
+      m.start = Hex(p);
+      if (*p == '-') ++p;
+      m.end = Hex(p);
       while (*p == ' ') ++p;
-      while (*p && *p != ' ') ++p;
+      m.readable = p[0] == 'r';
+      m.writable = p[1] == 'w';
+      m.executable = p[2] == 'x';
+      m.shared = p[3] == 's';
+      m.changed = false;
+      p += 4;
+      while (*p == ' ') ++p;
+      m.offset = Hex(p);
+      // Device, inode, then the path after the blanks.
+      for (int field = 0; field < 2; ++field) {
+        while (*p == ' ') ++p;
+        while (*p && *p != ' ') ++p;
+      }
+      while (*p == ' ') ++p;
+      m.path = *p ? p : nullptr;
+      current = m.end > m.start ? &m : nullptr;
+      if (current) ++count;
     }
-    while (*p == ' ') ++p;
-    m.path = *p ? p : nullptr;
-    const bool special = m.path && m.path[0] == '[';
-    const bool device = m.path && std::strncmp(m.path, "/dev/", 5) == 0 && !shared;
-    // What gdb can't take from the files: writable memory, anonymous
-    // memory and the vdso. Never the kernel's [vvar] pages, nor devices.
-    m.dump = m.readable && !device && !(special && std::strcmp(m.path, "[vvar]") == 0) &&
-             !(special && std::strcmp(m.path, "[vsyscall]") == 0) &&
-             (m.writable || !m.path || special);
-    if (m.end > m.start) ++count;
     if (!end) break;
     line = end + 1;
   }
+  for (int i = 0; i < count; ++i) Decide(g_mappings[i]);
   return count;
 }
 
@@ -316,12 +341,35 @@ bool WriteAt(int fd, const void* data, size_t size, off_t offset) {
   return true;
 }
 
+// Pages of anonymous memory that were never touched (or are swapped out)
+// are left as holes of zeros, as the kernel's own dump leaves them.
+unsigned char g_resident[kChunk / 4096];
+
 // Memory that can't be read (a page past the end of its file, say) stays a
 // hole of zeros; the rest of the segment is still written.
-bool WriteMemory(int fd, uint64_t address, size_t size, off_t offset) {
+bool WriteMemory(int fd, uint64_t address, size_t size, off_t offset, bool anonymous) {
   const size_t page = static_cast<size_t>(getpagesize());
   for (size_t done = 0; done < size;) {
     const size_t chunk = size - done < kChunk ? size - done : kChunk;
+    if (anonymous && page == 4096 && mincore(reinterpret_cast<void*>(address + done), chunk, g_resident) == 0) {
+      const size_t pages = chunk / page;
+      for (size_t first = 0; first < pages;) {
+        if (!(g_resident[first] & 1)) {
+          ++first;
+          continue;
+        }
+        size_t last = first;
+        while (last < pages && (g_resident[last] & 1)) ++last;
+        const size_t at = done + first * page;
+        if (!WriteAt(fd, reinterpret_cast<const void*>(address + at), (last - first) * page,
+                     offset + static_cast<off_t>(at)) &&
+            errno != EFAULT)
+          return false;
+        first = last;
+      }
+      done += chunk;
+      continue;
+    }
     if (!WriteAt(fd, reinterpret_cast<const void*>(address + done), chunk, offset + static_cast<off_t>(done))) {
       if (errno != EFAULT) return false;
       for (size_t p = 0; p < chunk; p += page)
@@ -390,7 +438,9 @@ CoreResult crash_write_core(const char* path, const CrashEvent& event, int& erro
             WriteAt(fd, g_notes, notes.length, static_cast<off_t>(headers));
   for (int i = 0; ok && i < count; ++i) {
     const Elf64_Phdr& h = g_headers[i + 1];
-    if (h.p_filesz) ok = WriteMemory(fd, h.p_vaddr, h.p_filesz, static_cast<off_t>(h.p_offset));
+    const Mapping& m = g_mappings[i];
+    const bool anonymous = !m.path || std::strcmp(m.path, "[heap]") == 0 || std::strncmp(m.path, "[stack", 6) == 0;
+    if (h.p_filesz) ok = WriteMemory(fd, h.p_vaddr, h.p_filesz, static_cast<off_t>(h.p_offset), anonymous);
   }
   if (ok && ftruncate(fd, static_cast<off_t>(offset)) != 0) ok = false;
   if (!ok) error = errno;

@@ -54,7 +54,7 @@ long crash_previous_filter(CrashEvent* event) noexcept;
 // thread has one (also one of its own from before).
 bool crash_prepare_thread() noexcept;
 // Size of the alternate stacks that crash_prepare_thread makes.
-constexpr unsigned long kCrashAltStackSize = 128 * 1024;
+constexpr unsigned long kCrashAltStackSize = 64 * 1024;
 
 // The thread that handles a crash marks itself: a fault in that thread
 // then skips the running section (below) instead of starting over, and other

@@ -344,6 +344,8 @@ void CrashSymbols::Describe(uint64_t pc, bool caller, Place& out) noexcept {
     char* plain = abi::__cxa_demangle(raw, nullptr, nullptr, &status);
     Copy(out.m_szSymbol, sizeof out.m_szSymbol, status == 0 && plain ? plain : raw);
     std::free(plain);
+    // A versioned name ("f@@VERSION_1") reads as the plain one.
+    if (char* at = std::strchr(out.m_szSymbol, '@')) *at = '\0';
     out.m_nDisplacement = offset + (site != pc ? 1 : 0);
     out.m_bSymbol = true;
   }

@@ -241,14 +241,32 @@ bool crash_copy_file(const char* path, uint64_t from, int fd) noexcept {
   static char buffer[64 * 1024];
   const int in = open(path, O_RDONLY | O_CLOEXEC);
   if (in < 0) return false;
+  // Blanks and zeros at the end are room never written (the memory
+  // buffer's unused part): they are left out.
+  struct stat info;
+  uint64_t end = fstat(in, &info) == 0 ? static_cast<uint64_t>(info.st_size) : 0;
+  while (end > from) {
+    const uint64_t start = end - from > sizeof buffer ? end - sizeof buffer : from;
+    const ssize_t n = pread(in, buffer, static_cast<size_t>(end - start), static_cast<off_t>(start));
+    if (n <= 0) break;
+    ssize_t i = n;
+    while (i > 0 && (buffer[i - 1] == ' ' || buffer[i - 1] == '\0')) --i;
+    if (i > 0) {
+      end = start + static_cast<uint64_t>(i);
+      break;
+    }
+    end = start;
+  }
   bool ok = lseek(in, static_cast<off_t>(from), SEEK_SET) >= 0;
-  while (ok) {
-    const ssize_t n = read(in, buffer, sizeof buffer);
+  while (ok && from < end) {
+    const size_t want = end - from < sizeof buffer ? static_cast<size_t>(end - from) : sizeof buffer;
+    const ssize_t n = read(in, buffer, want);
     if (n < 0 && errno == EINTR) continue;
     if (n <= 0) {
       ok = n == 0;
       break;
     }
+    from += static_cast<uint64_t>(n);
     for (ssize_t done = 0; done < n;) {
       const ssize_t w = write(fd, buffer + done, static_cast<size_t>(n - done));
       if (w < 0 && errno == EINTR) continue;

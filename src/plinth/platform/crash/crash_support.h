@@ -52,7 +52,8 @@ uint64_t crash_file_size(int fd) noexcept;
 uint64_t crash_path_size(const char* path) noexcept;
 // Cuts an open file back to a size, dropping what a failed step wrote.
 void crash_truncate(int fd, uint64_t size) noexcept;
-// Copies a file from the given offset to its end onto an open descriptor.
+// Copies a file from the given offset to its end onto an open descriptor,
+// without the blanks and zeros that end it.
 bool crash_copy_file(const char* path, uint64_t from, int fd) noexcept;
 // Ends the process at once with the code, running no exit handlers.
 [[noreturn]] void crash_exit(int code) noexcept;
