@@ -2,14 +2,17 @@
 // for, so that tests and benchmarks see what a host program would leave.
 //
 //   plinth-crashme KIND [--dir D] [--log NAME] [--let-crash] [--extra]
-//                       [--heap MB] [--diag LOGDIR] [--thread] [--no-handler]
+//                       [--extra-faults] [--heap MB] [--diag LOGDIR] [--thread]
+//                       [--no-handler]
 //
-// KIND: read, write, divide, illegal, abort, throw, bus, stack, none.
+// KIND: read, write, divide, illegal, abort, throw, bus, stack, race, none.
+// --extra-faults makes the extra report fault in its turn.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -40,7 +43,9 @@ std::vector<char> g_heap;
 // its alternate stack (untouched bytes of a fresh stack are zero).
 class StackMark : public OcExceptionExtraReport {
 public:
+  bool m_bFault = false;
   void GenerateExtraReport() override {
+    if (m_bFault) *static_cast<volatile int*>(nullptr) = 1;
     stack_t stack;
     if (sigaltstack(nullptr, &stack) != 0 || (stack.ss_flags & SS_DISABLE)) return;
     const unsigned char* base = static_cast<const unsigned char*>(stack.ss_sp);
@@ -61,7 +66,8 @@ __attribute__((noinline)) void CrashRead(int depth) {
 }
 
 __attribute__((noinline)) void CrashWrite() {
-  volatile int* bad = reinterpret_cast<volatile int*>(0x10);
+  volatile uintptr_t place = 0x10;
+  volatile int* bad = reinterpret_cast<volatile int*>(place);
   *bad = g_crashCounter;
 }
 
@@ -83,6 +89,7 @@ __attribute__((noinline)) void CrashBus(const char* dir) {
 __attribute__((noinline)) int CrashStack(int depth) {
   volatile char room[1024];
   room[0] = static_cast<char>(depth);
+  if (g_zero > 0) return 0;
   return CrashStack(depth + 1) + room[0];
 }
 
@@ -95,6 +102,20 @@ void Crash(const std::string& kind, const char* dir) {
   else if (kind == "throw") throw std::runtime_error("escaped");
   else if (kind == "bus") CrashBus(dir);
   else if (kind == "stack") std::printf("%d\n", CrashStack(0));
+  else if (kind == "race") {
+    // Several threads fault at the same moment; one report must come out.
+    std::atomic<int> ready{0};
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i)
+      threads.emplace_back([&ready] {
+        OcExceptionReport::PrepareThread();
+        ready.fetch_add(1);
+        while (ready.load() < 4) {
+        }
+        CrashWrite();
+      });
+    for (auto& t : threads) t.join();
+  }
 }
 
 }  // namespace
@@ -108,6 +129,7 @@ int main(int argc, char** argv) {
   const char* dir = ".";
   const char* log = nullptr;
   const char* diagDir = nullptr;
+  static StackMark mark;
   bool letCrash = false, extra = false, inThread = false, handler = true;
   long heapMb = 0;
   for (int i = 2; i < argc; ++i) {
@@ -119,6 +141,7 @@ int main(int argc, char** argv) {
     else if (option == "--heap" && more) heapMb = std::atol(argv[++i]);
     else if (option == "--let-crash") letCrash = true;
     else if (option == "--extra") extra = true;
+    else if (option == "--extra-faults") extra = mark.m_bFault = true;
     else if (option == "--thread") inThread = true;
     else if (option == "--no-handler") handler = false;
     else {
@@ -132,9 +155,8 @@ int main(int argc, char** argv) {
     diag->Initialize(diagDir, diagDir, "");
     diag->EnableStacks(TDiag::eStacksRecording);
   }
-  static StackMark mark;
-  static OcExceptionReport* report = nullptr;
-  if (handler) report = new OcExceptionReport(dir, extra ? &mark : nullptr);
+  // Never destroyed: the handler stays until the process ends.
+  if (handler) new OcExceptionReport(dir, extra ? &mark : nullptr);
   if (log) OcExceptionReport::SetLogFileName(const_cast<char*>(log));
   if (letCrash) OcExceptionReport::m_bLetItCrash = 1;
   if (heapMb > 0) {
