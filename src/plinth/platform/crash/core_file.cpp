@@ -251,11 +251,11 @@ void FillStatus(elf_prstatus& status, const ThreadRegisters& t, int signal) {
   r.rdx = g[REG_RDX], r.rsi = g[REG_RSI], r.rdi = g[REG_RDI];
   r.orig_rax = static_cast<unsigned long long>(-1);
   r.rip = g[REG_RIP];
-  const uint64_t segments = static_cast<uint64_t>(g[REG_CSGSFS]);
-  r.cs = segments & 0xFFFF;
+  // The user selectors of x86-64 Linux: a context from getcontext has none.
+  r.cs = 0x33;
   r.eflags = g[REG_EFL];
   r.rsp = g[REG_RSP];
-  r.ss = 0x2B;  // the user data selector of x86-64 Linux
+  r.ss = 0x2B;
   r.fs_base = t.fsBase;
   r.gs_base = t.gsBase;
   status.pr_fpvalid = t.hasFp ? 1 : 0;

@@ -49,12 +49,17 @@ uint16_t Selector(int which) noexcept {
   switch (which) {
     case 0: __asm__ volatile("mov %%ds, %0" : "=r"(value)); break;
     case 1: __asm__ volatile("mov %%es, %0" : "=r"(value)); break;
-    default: __asm__ volatile("mov %%ss, %0" : "=r"(value)); break;
+    case 2: __asm__ volatile("mov %%ss, %0" : "=r"(value)); break;
+    case 3: __asm__ volatile("mov %%cs, %0" : "=r"(value)); break;
+    case 4: __asm__ volatile("mov %%fs, %0" : "=r"(value)); break;
+    default: __asm__ volatile("mov %%gs, %0" : "=r"(value)); break;
   }
   return value;
 }
 
-void FillRegisters(CrashEvent& event, const ucontext_t* uc) noexcept {
+// fromSignal: the kernel filled the context; getcontext leaves the
+// selectors out, so they are read here instead.
+void FillRegisters(CrashEvent& event, const ucontext_t* uc, bool fromSignal) noexcept {
   const greg_t* g = uc->uc_mcontext.gregs;
   CrashRegisters& r = event.regs;
   r.rax = g[REG_RAX], r.rbx = g[REG_RBX], r.rcx = g[REG_RCX], r.rdx = g[REG_RDX];
@@ -62,12 +67,12 @@ void FillRegisters(CrashEvent& event, const ucontext_t* uc) noexcept {
   r.r8 = g[REG_R8], r.r9 = g[REG_R9], r.r10 = g[REG_R10], r.r11 = g[REG_R11];
   r.r12 = g[REG_R12], r.r13 = g[REG_R13], r.r14 = g[REG_R14], r.r15 = g[REG_R15];
   r.eflags = g[REG_EFL];
-  const uint64_t segments = static_cast<uint64_t>(g[REG_CSGSFS]);
-  r.cs = segments & 0xFFFF;
-  r.gs = (segments >> 16) & 0xFFFF;
-  r.fs = (segments >> 32) & 0xFFFF;
+  const uint64_t segments = fromSignal ? static_cast<uint64_t>(g[REG_CSGSFS]) : 0;
+  r.cs = fromSignal ? segments & 0xFFFF : Selector(3);
+  r.gs = fromSignal ? (segments >> 16) & 0xFFFF : Selector(5);
+  r.fs = fromSignal ? (segments >> 32) & 0xFFFF : Selector(4);
   // The kernel saves SS only where it says so in the flags (UC_SIGCONTEXT_SS).
-  r.ss = (uc->uc_flags & 0x2) ? (segments >> 48) & 0xFFFF : Selector(2);
+  r.ss = fromSignal && (uc->uc_flags & 0x2) ? (segments >> 48) & 0xFFFF : Selector(2);
   r.ds = Selector(0);
   r.es = Selector(1);
   event.address = r.rip;
@@ -135,7 +140,7 @@ void OnSignal(int signal, siginfo_t* info, void* context) {
     return;
   }
   CrashEvent event;
-  FillRegisters(event, static_cast<ucontext_t*>(context));
+  FillRegisters(event, static_cast<ucontext_t*>(context), true);
   event.signal = signal;
   event.signalCode = info ? info->si_code : 0;
   event.info = info;
@@ -166,7 +171,7 @@ void OnTerminate() {
   ucontext_t context;
   getcontext(&context);
   CrashEvent event;
-  FillRegisters(event, &context);
+  FillRegisters(event, &context, false);
   event.context = &context;
   event.threadId = ThisThread();
   event.code = kCppExceptionCode;
