@@ -220,6 +220,12 @@ TEST(CrashReport, ReportsCollectInOneFileAndAFaultInTheHandlerSkipsItsSection) {
   const std::string text = ReadFile(name);
   EXPECT_NE(text.find("C0000005"), std::string::npos);
   EXPECT_NE(text.find("C0000094", text.find("= CRASH REPORT", 1)), std::string::npos);
+  // No directory: neither file can be made, and the process still ends with 99.
+  TempDir gone;
+  const Outcome lost = Crash(gone, "read", {"--dir", gone / "missing", "--extra"});
+  EXPECT_EQ(lost.exitCode, 99);
+  EXPECT_TRUE(Has(lost.out, "\nCreateFile failed. Error: 2 \n")) << lost.out;
+  EXPECT_TRUE(Has(lost.err, "extra report")) << lost.err;
   // Four threads fault at once: the first reports, the others wait for the end.
   const Outcome race = Crash(dir, "race", {"--extra"});
   EXPECT_EQ(race.exitCode, 99);
