@@ -1,7 +1,9 @@
 // The crash handler's pieces that run without a crash: file names, the
 // crash-safe formatter, the registry file and the clock.
 #include <gtest/gtest.h>
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <ucontext.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -66,6 +68,29 @@ TEST(OcExceptionReport, InstallsAndGivesBackThePreviousHandlers) {
   struct sigaction after {};
   sigaction(SIGSEGV, nullptr, &after);
   EXPECT_EQ(after.sa_sigaction, before.sa_sigaction);
+}
+
+// Outside a crash, the call chain of a thread may be written to a report
+// by the host; the debug information is read in the process itself.
+__attribute__((noinline)) std::string WriteOwnStack(const TempDir& dir) {
+  volatile int depthMarker = 0x5A;
+  ucontext_t context;
+  getcontext(&context);
+  const std::string path = dir / "stack.txt";
+  OcExceptionReport::m_hReportFile = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  OcExceptionReport::WriteStackDetails(nullptr, &context, true);
+  close(OcExceptionReport::m_hReportFile);
+  OcExceptionReport::m_hReportFile = -1;
+  return plinth_test::ReadFile(path) + std::to_string(depthMarker);
+}
+
+TEST(OcExceptionReport, WritesTheCallChainWithSymbolsLinesAndLocals) {
+  TempDir dir;
+  const std::string text = WriteOwnStack(dir);
+  EXPECT_EQ(text.rfind("\nCall stack:\n  0  test_crash!", 0), 0u) << text;
+  EXPECT_TRUE(text.find("WriteOwnStack") != std::string::npos) << text;
+  EXPECT_TRUE(text.find("crash_parts_test.cpp : ") != std::string::npos) << text;
+  EXPECT_TRUE(text.find("\tLocal 'depthMarker' = 5A\n") != std::string::npos) << text;
 }
 
 template <size_t N = 64, typename... Args>

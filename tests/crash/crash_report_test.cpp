@@ -100,6 +100,7 @@ TEST(CrashReport, EachKindOfCrashGivesItsCodeAndTheLayoutOfTheReport) {
     const char* codeLine;
     const char* accessLine;  // the line after the fault address, "" when the section ends there
     const char* function;    // a frame of the stack trace
+    std::vector<std::string> args = {};
   } cases[] = {
       {"read", "Exception code: C0000005 ACCESS_VIOLATION", "Attempt to read from 0x00000000", "CrashRead"},
       {"write", "Exception code: C0000005 ACCESS_VIOLATION", "Attempt to write to 0x00000010", "CrashWrite"},
@@ -109,6 +110,8 @@ TEST(CrashReport, EachKindOfCrashGivesItsCodeAndTheLayoutOfTheReport) {
       {"abort", "Exception code: 40000015 FATAL_APP_EXIT", "", "abort"},
       {"throw", "Exception code: E06D7363 CPP_EXCEPTION", "", "__cxa_throw"},
       {"stack", "Exception code: C00000FD STACK_OVERFLOW", "", "CrashStack"},
+      // A thread that prepared its own alternate stack.
+      {"stack", "Exception code: C00000FD STACK_OVERFLOW", "", "CrashStack", {"--thread"}},
   };
   const std::regex date("= Crash date: [01][0-9]/[0-3][0-9]/[0-9][0-9]");
   const std::regex time("= Crash time: [0-2][0-9]:[0-5][0-9]:[0-6][0-9]:[0-9]{1,3}");
@@ -117,7 +120,7 @@ TEST(CrashReport, EachKindOfCrashGivesItsCodeAndTheLayoutOfTheReport) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.kind);
     TempDir dir;
-    const Outcome run = Crash(dir, c.kind);
+    const Outcome run = Crash(dir, c.kind, c.args);
     EXPECT_EQ(run.exitCode, 99);
     const std::vector<std::string> head = {kRule63, "= CRASH REPORT", "=", "= Program: plinth-crashme"};
     ASSERT_GT(run.lines.size(), 22u) << run.report;
@@ -226,6 +229,11 @@ TEST(CrashReport, ReportsCollectInOneFileAndAFaultInTheHandlerSkipsItsSection) {
   EXPECT_EQ(lost.exitCode, 99);
   EXPECT_TRUE(Has(lost.out, "\nCreateFile failed. Error: 2 \n")) << lost.out;
   EXPECT_TRUE(Has(lost.err, "extra report")) << lost.err;
+  // A dump that can't be written says so; the report is there all the same.
+  const Outcome full = Crash(gone, "write", {"--dump", "/dev/full"});
+  EXPECT_EQ(full.exitCode, 99);
+  EXPECT_TRUE(Has(full.out, "\nMiniDumpWriteDump failed. Error: 28 \n")) << full.out;
+  EXPECT_TRUE(Has(full.report, "Attempt to write to 0x00000010\n"));
   // Four threads fault at once: the first reports, the others wait for the end.
   const Outcome race = Crash(dir, "race", {"--extra"});
   EXPECT_EQ(race.exitCode, 99);
@@ -267,6 +275,7 @@ TEST(CrashReport, CoreFileIsAnElfCoreThatGdbOpens) {
   ASSERT_EQ(note.p_type, static_cast<unsigned>(PT_NOTE));
   // The notes: the crashing thread first, with the fault's instruction.
   std::vector<elf_prstatus> threads;
+  elf_prpsinfo process{};
   bool auxv = false, files = false;
   for (size_t at = note.p_offset; at + 12 <= note.p_offset + note.p_filesz;) {
     uint32_t header[3];
@@ -277,6 +286,7 @@ TEST(CrashReport, CoreFileIsAnElfCoreThatGdbOpens) {
       std::memcpy(&status, core.data() + desc, sizeof status);
       threads.push_back(status);
     }
+    if (header[2] == NT_PRPSINFO) std::memcpy(&process, core.data() + desc, sizeof process);
     auxv = auxv || header[2] == NT_AUXV;
     files = files || header[2] == 0x46494c45;
     at = desc + ((header[1] + 3) & ~3u);
@@ -287,6 +297,19 @@ TEST(CrashReport, CoreFileIsAnElfCoreThatGdbOpens) {
   char rip[40];
   std::snprintf(rip, sizeof rip, "0033:%016llX", static_cast<unsigned long long>(threads[0].pr_reg[16]));
   EXPECT_TRUE(Has(run.report, rip)) << rip;
+  EXPECT_STREQ(process.pr_fname, "plinth-crashme");
+  // Every thread's stack is in the file: a loaded segment holds each RSP.
+  for (const elf_prstatus& thread : threads) {
+    const uint64_t sp = thread.pr_reg[19];
+    bool held = false;
+    for (int i = 1; i < elf.e_phnum; ++i) {
+      Elf64_Phdr load;
+      std::memcpy(&load, core.data() + elf.e_phoff + i * sizeof load, sizeof load);
+      held = held || (load.p_type == PT_LOAD && sp >= load.p_vaddr && sp < load.p_vaddr + load.p_filesz &&
+                      load.p_offset + load.p_filesz <= core.size());
+    }
+    EXPECT_TRUE(held) << std::hex << sp;
+  }
   if (access("/usr/bin/gdb", X_OK) != 0) return;
   const std::string command = std::string("/usr/bin/gdb -nx -batch -ex bt ") + PLINTH_CRASHME + " " + run.coreName +
                               " > " + dir / "gdb.txt" + " 2>&1";

@@ -3,6 +3,7 @@
 //
 //   plinth-crashme KIND [--dir D] [--log NAME] [--let-crash] [--extra]
 //                       [--extra-faults] [--heap MB] [--diag LOGDIR] [--thread]
+//                       [--dump FILE]
 //                       [--no-handler]
 //
 // KIND: read, write, divide, illegal, abort, throw, bus, stack, race, none.
@@ -129,6 +130,7 @@ int main(int argc, char** argv) {
   const char* dir = ".";
   const char* log = nullptr;
   const char* diagDir = nullptr;
+  const char* dump = nullptr;
   static StackMark mark;
   bool letCrash = false, extra = false, inThread = false, handler = true;
   long heapMb = 0;
@@ -138,6 +140,7 @@ int main(int argc, char** argv) {
     if (option == "--dir" && more) dir = argv[++i];
     else if (option == "--log" && more) log = argv[++i];
     else if (option == "--diag" && more) diagDir = argv[++i];
+    else if (option == "--dump" && more) dump = argv[++i];
     else if (option == "--heap" && more) heapMb = std::atol(argv[++i]);
     else if (option == "--let-crash") letCrash = true;
     else if (option == "--extra") extra = true;
@@ -159,6 +162,7 @@ int main(int argc, char** argv) {
   if (handler) new OcExceptionReport(dir, extra ? &mark : nullptr);
   if (log) OcExceptionReport::SetLogFileName(const_cast<char*>(log));
   if (letCrash) OcExceptionReport::m_bLetItCrash = 1;
+  if (dump) std::snprintf(OcExceptionReport::m_szMiniDumpFileName, OcExceptionReport::kNameSize, "%s", dump);
   if (heapMb > 0) {
     g_heap.resize(static_cast<size_t>(heapMb) << 20);
     for (size_t i = 0; i < g_heap.size(); i += 4096) g_heap[i] = static_cast<char>(i >> 12);
