@@ -209,6 +209,7 @@ void OcExceptionReport::WriteStackDetails(void*, void* context, bool writeVariab
     std::memset(&place, 0, sizeof place);
     // Above the innermost frame each pc is a return address.
     if (symbols) symbols->Describe(frame.pc, i > 0, place);
+    else place.m_bModule = crash_module_name(frame.pc, place.m_szModule, sizeof place.m_szModule);
     printf(" %2d  ", i);
     printf("%s!", place.m_bModule ? place.m_szModule : "<Unknown module>");
     if (place.m_bSymbol)

@@ -56,6 +56,7 @@ public:
   static long OcUnhandledExceptionFilter(OcExceptionPointers* pointers);
   // The call chain from a thread's context (a ucontext_t), to the report
   // file; with writeVariables the parameters and locals of each frame.
+  // One thread at a time: it works in the handler's static buffers.
   static void WriteStackDetails(void* thread, void* context, bool writeVariables);
 
   static constexpr unsigned kNameSize = 260;

@@ -6,9 +6,11 @@
 #include <elfutils/libdw.h>
 #include <elfutils/libdwfl.h>
 #include <libunwind.h>
+#include <fcntl.h>
 #include <sys/uio.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 
@@ -48,6 +50,48 @@ bool crash_read_memory(uint64_t address, void* out, size_t size) noexcept {
   iovec local{out, size};
   iovec remote{reinterpret_cast<void*>(address), size};
   return process_vm_readv(getpid(), &local, 1, &remote, 1, 0) == static_cast<ssize_t>(size);
+}
+
+bool crash_module_name(uint64_t address, char* out, size_t size) noexcept {
+  static char maps[256 * 1024];
+  const int fd = open("/proc/self/maps", O_RDONLY | O_CLOEXEC);
+  if (fd < 0) return false;
+  size_t length = 0;
+  for (ssize_t n; length < sizeof maps - 1 && (n = read(fd, maps + length, sizeof maps - 1 - length)) != 0;) {
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      break;
+    }
+    length += static_cast<size_t>(n);
+  }
+  close(fd);
+  maps[length] = '\0';
+  for (char* line = maps; *line;) {
+    char* end = std::strchr(line, '\n');
+    if (end) *end = '\0';
+    const char* p = line;
+    const auto hex = [&p] {
+      uint64_t value = 0;
+      for (;; ++p) {
+        const char c = *p;
+        if (c >= '0' && c <= '9') value = value * 16 + static_cast<uint64_t>(c - '0');
+        else if (c >= 'a' && c <= 'f') value = value * 16 + static_cast<uint64_t>(c - 'a' + 10);
+        else return value;
+      }
+    };
+    const uint64_t start = hex();
+    const uint64_t stop = *p == '-' ? (++p, hex()) : 0;
+    if (address >= start && address < stop) {
+      const char* path = std::strchr(line, '/');
+      if (!path) return false;
+      const char* slash = std::strrchr(path, '/');
+      safe_format(out, size, "%s", slash + 1);
+      return true;
+    }
+    if (!end) break;
+    line = end + 1;
+  }
+  return false;
 }
 
 namespace {

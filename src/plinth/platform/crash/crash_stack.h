@@ -64,6 +64,11 @@ private:
   void* m_pDwfl = nullptr;
 };
 
+// The file name of the mapping that holds an address, from /proc/self/maps:
+// the module of a frame when the debug information can't be read.
+// Async-signal-safe; false when no file backs the address.
+bool crash_module_name(uint64_t address, char* out, size_t size) noexcept;
+
 // Reads memory of this process without faulting; false when any byte of it
 // can't be read.
 bool crash_read_memory(uint64_t address, void* out, size_t size) noexcept;
