@@ -75,6 +75,7 @@ TEST(OcExceptionReport, InstallsAndGivesBackThePreviousHandlers) {
 __attribute__((noinline)) std::string WriteOwnStack(const TempDir& dir) {
   volatile int depthMarker = 0x5A;
   ucontext_t context;
+  context.uc_flags = 0;
   getcontext(&context);
   const std::string path = dir / "stack.txt";
   OcExceptionReport::m_hReportFile = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);

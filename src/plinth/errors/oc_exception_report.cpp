@@ -207,8 +207,8 @@ void OcExceptionReport::WriteStackDetails(void*, void* context, bool writeVariab
     const CrashFrame& frame = g_frames[i];
     CrashSymbols::Place place;
     std::memset(&place, 0, sizeof place);
-    // Above the innermost frame each pc is a return address.
-    if (symbols) symbols->Describe(frame.pc, i > 0, place);
+    // Each pc but a signal's own is a return address.
+    if (symbols) symbols->Describe(frame.pc, !frame.exact, place);
     else place.m_bModule = crash_module_name(frame.pc, place.m_szModule, sizeof place.m_szModule);
     printf(" %2d  ", i);
     printf("%s!", place.m_bModule ? place.m_szModule : "<Unknown module>");
@@ -219,7 +219,7 @@ void OcExceptionReport::WriteStackDetails(void*, void* context, bool writeVariab
     if (place.m_bLine) printf(" [%s : %u]", place.m_szFile, place.m_nLine);
     printf("\n");
     if (writeVariables && symbols) {
-      symbols->EnumerateLocals(frame, i > 0, WriteSymbol, nullptr);
+      symbols->EnumerateLocals(frame, !frame.exact, WriteSymbol, nullptr);
       printf("\n");
     }
   }

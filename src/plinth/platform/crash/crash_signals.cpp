@@ -171,6 +171,7 @@ void OnSignal(int signal, siginfo_t* info, void* context) {
 void OnTerminate() {
   // Captured in this frame, which stays alive while the filter walks it.
   ucontext_t context;
+  context.uc_flags = 0;  // getcontext leaves it; the walk reads it
   getcontext(&context);
   CrashEvent event;
   FillRegisters(event, &context, false);

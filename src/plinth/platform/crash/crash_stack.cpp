@@ -8,6 +8,7 @@
 #include <libunwind.h>
 #include <fcntl.h>
 #include <sys/uio.h>
+#include <ucontext.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -21,7 +22,10 @@ namespace plinth::platform {
 int crash_walk(void* context, CrashFrame* frames, int max) noexcept {
   if (!context || !frames || max <= 0) return -1;
   unw_cursor_t cursor;
-  if (unw_init_local2(&cursor, static_cast<unw_context_t*>(context), UNW_INIT_SIGNAL_FRAME) < 0) return -1;
+  // The kernel marks its signal contexts (UC_SIGCONTEXT_SS); getcontext doesn't.
+  const bool fromSignal = (static_cast<ucontext_t*>(context)->uc_flags & 0x2) != 0;
+  if (unw_init_local2(&cursor, static_cast<unw_context_t*>(context), fromSignal ? UNW_INIT_SIGNAL_FRAME : 0) < 0)
+    return -1;
   int count = 0;
   for (;;) {
     CrashFrame& frame = frames[count];
@@ -35,6 +39,7 @@ int crash_walk(void* context, CrashFrame* frames, int max) noexcept {
     unw_get_reg(&cursor, UNW_X86_64_R14, &value), frame.r14 = value;
     unw_get_reg(&cursor, UNW_X86_64_R15, &value), frame.r15 = value;
     frame.cfa = 0;
+    frame.exact = count == 0 && fromSignal;
     if (frame.pc == 0) break;
     ++count;
     if (count >= max || unw_step(&cursor) <= 0) break;
@@ -429,7 +434,9 @@ void CrashSymbols::EnumerateLocals(const CrashFrame& frame, bool caller, Sink si
   // Outermost scope first, so parameters come before the locals of inner blocks.
   int outer = 0;
   while (outer < count && dwarf_tag(&scopes[outer]) != DW_TAG_subprogram) ++outer;
-  if (outer == count) outer = count - 1;
+  // No function around the address: nothing is local to it (the unit's own
+  // variables are globals).
+  if (outer == count) outer = -1;
   for (int i = outer; i >= 0; --i) {
     Dwarf_Die child;
     if (dwarf_child(&scopes[i], &child) != 0) continue;

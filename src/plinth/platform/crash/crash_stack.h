@@ -16,11 +16,14 @@ struct CrashFrame {
   uint64_t sp = 0;
   uint64_t cfa = 0;  // the caller's stack pointer, 0 when unknown
   uint64_t rbp = 0, rbx = 0, r12 = 0, r13 = 0, r14 = 0, r15 = 0;
+  bool exact = false;  // pc is the instruction itself, not a return address
 };
 
 // Walks the thread of a ucontext_t, innermost frame first; stops at a
 // return address of 0, a failed step or max frames. -1 when the first step
-// already fails.
+// already fails. The first frame of a context that the kernel made for a
+// signal is exact; one from getcontext (uc_flags cleared before the call,
+// as the kernel always sets them) stands at a return address.
 int crash_walk(void* context, CrashFrame* frames, int max) noexcept;
 
 class CrashSymbols {
