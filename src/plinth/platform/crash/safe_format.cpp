@@ -22,7 +22,7 @@ private:
   size_t m_nLength = 0;
 };
 
-struct Spec {
+struct Conversion {
   bool leftAlign = false;
   bool zeroPad = false;
   int width = 0;
@@ -40,50 +40,50 @@ int Digits(uint64_t value, unsigned base, bool upper, char* out) noexcept {
   return n;
 }
 
-void Padded(Out& out, const Spec& spec, const char* digits, int count, bool negative) noexcept {
+void Padded(Out& out, const Conversion& conversion, const char* digits, int count, bool negative) noexcept {
   const int length = count + (negative ? 1 : 0);
-  const int pad = spec.width > length ? spec.width - length : 0;
-  if (!spec.leftAlign && !spec.zeroPad) out.Repeat(' ', pad);
+  const int pad = conversion.width > length ? conversion.width - length : 0;
+  if (!conversion.leftAlign && !conversion.zeroPad) out.Repeat(' ', pad);
   if (negative) out.Put('-');
-  if (!spec.leftAlign && spec.zeroPad) out.Repeat('0', pad);
+  if (!conversion.leftAlign && conversion.zeroPad) out.Repeat('0', pad);
   for (int i = count - 1; i >= 0; --i) out.Put(digits[i]);
-  if (spec.leftAlign) out.Repeat(' ', pad);
+  if (conversion.leftAlign) out.Repeat(' ', pad);
 }
 
-void Number(Out& out, const Spec& spec, uint64_t value, bool negative, unsigned base, bool upper) noexcept {
+void Number(Out& out, const Conversion& conversion, uint64_t value, bool negative, unsigned base, bool upper) noexcept {
   char digits[24];
   const int count = Digits(value, base, upper, digits);
-  Padded(out, spec, digits, count, negative);
+  Padded(out, conversion, digits, count, negative);
 }
 
-void Text(Out& out, const Spec& spec, const char* text) noexcept {
+void Text(Out& out, const Conversion& conversion, const char* text) noexcept {
   if (!text) text = "(null)";
   int length = 0;
-  while (text[length] && (spec.precision < 0 || length < spec.precision)) ++length;
-  const int pad = spec.width > length ? spec.width - length : 0;
-  if (!spec.leftAlign) out.Repeat(' ', pad);
+  while (text[length] && (conversion.precision < 0 || length < conversion.precision)) ++length;
+  const int pad = conversion.width > length ? conversion.width - length : 0;
+  if (!conversion.leftAlign) out.Repeat(' ', pad);
   for (int i = 0; i < length; ++i) out.Put(text[i]);
-  if (spec.leftAlign) out.Repeat(' ', pad);
+  if (conversion.leftAlign) out.Repeat(' ', pad);
 }
 
 // Fixed notation, rounded at the precision; enough for values that a crash
 // report shows, not a replacement for the C library's exact conversion.
-void Fixed(Out& out, const Spec& spec, double value) noexcept {
+void Fixed(Out& out, const Conversion& conversion, double value) noexcept {
   char text[64];
   int n = 0;
   if (value != value) {
-    Spec plain = spec;
+    Conversion plain = conversion;
     plain.precision = -1;
     return Text(out, plain, "nan");
   }
   const bool negative = value < 0;
   if (negative) value = -value;
   if (value > 1.8e19) {
-    Spec plain = spec;
+    Conversion plain = conversion;
     plain.precision = -1;
     return Text(out, plain, negative ? "-inf" : "inf");
   }
-  const int precision = spec.precision < 0 ? 6 : (spec.precision > 18 ? 18 : spec.precision);
+  const int precision = conversion.precision < 0 ? 6 : (conversion.precision > 18 ? 18 : conversion.precision);
   double scale = 1;
   for (int i = 0; i < precision; ++i) scale *= 10;
   uint64_t whole = static_cast<uint64_t>(value);
@@ -100,7 +100,7 @@ void Fixed(Out& out, const Spec& spec, double value) noexcept {
   }
   if (precision > 0) text[n++] = '.';
   n += Digits(whole, 10, false, text + n);
-  Padded(out, spec, text, n, negative);
+  Padded(out, conversion, text, n, negative);
 }
 
 }  // namespace
@@ -114,17 +114,17 @@ size_t safe_vformat(char* buffer, size_t size, const char* format, va_list args)
       continue;
     }
     ++p;
-    Spec spec;
+    Conversion conversion;
     for (;; ++p) {
-      if (*p == '-') spec.leftAlign = true;
-      else if (*p == '0') spec.zeroPad = true;
+      if (*p == '-') conversion.leftAlign = true;
+      else if (*p == '0') conversion.zeroPad = true;
       else break;
     }
-    while (*p >= '0' && *p <= '9') spec.width = spec.width * 10 + (*p++ - '0');
+    while (*p >= '0' && *p <= '9') conversion.width = conversion.width * 10 + (*p++ - '0');
     if (*p == '.') {
-      spec.precision = 0;
+      conversion.precision = 0;
       ++p;
-      while (*p >= '0' && *p <= '9') spec.precision = spec.precision * 10 + (*p++ - '0');
+      while (*p >= '0' && *p <= '9') conversion.precision = conversion.precision * 10 + (*p++ - '0');
     }
     int longs = 0;
     for (;; ++p) {
@@ -136,31 +136,31 @@ size_t safe_vformat(char* buffer, size_t size, const char* format, va_list args)
       case 'd':
       case 'i': {
         const int64_t v = wide ? va_arg(args, long long) : va_arg(args, int);
-        Number(out, spec, v < 0 ? 0 - static_cast<uint64_t>(v) : static_cast<uint64_t>(v), v < 0, 10, false);
+        Number(out, conversion, v < 0 ? 0 - static_cast<uint64_t>(v) : static_cast<uint64_t>(v), v < 0, 10, false);
         break;
       }
       case 'u':
       case 'x':
       case 'X': {
         const uint64_t v = wide ? va_arg(args, unsigned long long) : va_arg(args, unsigned);
-        Number(out, spec, v, false, *p == 'u' ? 10 : 16, *p == 'X');
+        Number(out, conversion, v, false, *p == 'u' ? 10 : 16, *p == 'X');
         break;
       }
       case 'p': {
-        Spec pointer;
+        Conversion pointer;
         pointer.zeroPad = true;
         pointer.width = static_cast<int>(2 * sizeof(void*));
         Number(out, pointer, reinterpret_cast<uintptr_t>(va_arg(args, void*)), false, 16, true);
         break;
       }
       case 's':
-        Text(out, spec, va_arg(args, const char*));
+        Text(out, conversion, va_arg(args, const char*));
         break;
       case 'c':
         out.Put(static_cast<char>(va_arg(args, int)));
         break;
       case 'f':
-        Fixed(out, spec, va_arg(args, double));
+        Fixed(out, conversion, va_arg(args, double));
         break;
       case '%':
         out.Put('%');
