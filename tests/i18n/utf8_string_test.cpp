@@ -33,6 +33,8 @@ TEST(Utf8String, LengthsAndPositionsInBothModes) {
       {"\x80\x80", 2, 2},                  // lone continuation bytes count one each
       {"ab\xE2", 3, 3},                    // a lead byte cut short by the end
       {"0123456789abcdef\xC3\xA4", 17, 18},  // past the eight-byte ASCII stride
+      {"\xC3\xA4\xC3\xA4\xC3\xA4" "a\xE2\x82\xAC" "b", 6, 11},  // eight at once, € cut
+      {"\xC3\xC3\xA4" "abcdefg", 9, 10},  // a lead eats a lead: byte by byte
   };
   for (bool unicode : {true, false}) {
     SetMode(unicode);
