@@ -96,7 +96,7 @@ TEST(UnicodeRegexp, ReplaceStopsAtEmptyMatchesAndSkipsInsertedText) {
     unsigned replaced;
     const char* result;
   } const cases[] = {
-      {"a", "aXa", 0, ~0u, "aa", true, 2, "aaXaa"},
+      {"a", "aXaXa", 0, ~0u, "aa", true, 3, "aaXaaXaa"},
       {"a", "aXa", 0, ~0u, "b", false, 1, "bXa"},
       {"x*", "abc", 0, ~0u, "-", true, 0, "abc"},
       {"b|(?:)", "bab", 0, ~0u, "B", true, 1, "Bab"},
