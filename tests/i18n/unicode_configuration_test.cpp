@@ -67,7 +67,9 @@ TEST(UnicodeConfiguration, LocaleLookupAndItsTwoFailures) {
   EXPECT_NE(probe.GetLocale("MS1252"), nullptr);
   EXPECT_NE(probe.GetLocale(".UTF-8"), nullptr);
   EXPECT_NE(probe.GetLocale("de_DE.MS1252"), nullptr);
-  Osl_UnicodeConfiguration::Instance()->m_Encodings.push_back({.name = "no-such-set"});
+  Osl_UnicodeConfiguration::Encoding known;
+  known.name = "no-such-set";
+  Osl_UnicodeConfiguration::Instance()->m_Encodings.push_back(known);
   const std::pair<const char*, std::string> failures[] = {
       {"NO-SUCH-SET", "Failure to create a locale for encoding: .NO-SUCH-SET"},
       {"xx.no-such-set", "Character set \"xx.no-such-set\" is not valid"},

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
 #include <bit>
 #include <cstdarg>
 #include <cstdint>
@@ -30,7 +31,8 @@ constexpr unsigned int kContinuation = static_cast<unsigned int>(-2);
 }
 
 inline bool unicode_mode() {
-  Osl_UnicodeConfiguration const* config = Osl_UnicodeConfiguration::m_pInstance;
+  Osl_UnicodeConfiguration const* config =
+      std::atomic_ref(Osl_UnicodeConfiguration::m_pInstance).load(std::memory_order_acquire);
   if (config == nullptr) [[unlikely]]
     return unicode_mode_first_time();
   return config->m_bUnicodeMode;
