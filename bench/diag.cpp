@@ -1,10 +1,16 @@
-// Diagnostics: a line that no level wants, a traced scope with recording on
-// and off, and an enabled line to the sequential diagnostic file from one
-// and from two threads, against a bare write(2) of a line of the same
-// length and spdlog with a file sink that flushes every line.
+// Diagnostics: a line that no level wants (eight call sites a round, beside
+// glog's VLOG(2) at verbosity 0, spdlog's debug macro and a bare relaxed
+// load), a traced scope with recording on and off, and an enabled line to
+// the sequential diagnostic file from 1, 2 and 4 threads, against as many
+// bare write(2) callers of a line of the same length on one O_APPEND file
+// and spdlog with a file sink that flushes every line. The cost of one
+// system call (gettid) says how dear the machine makes them.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
+#include <sys/syscall.h>
 #include <unistd.h>
+
+#include <atomic>
 
 #include <cstdio>
 #include <cstdlib>
@@ -20,6 +26,10 @@
 #include <spdlog/sinks/basic_file_sink.h>
 #include <spdlog/sinks/null_sink.h>
 #include <spdlog/spdlog.h>
+#endif
+
+#ifdef PLINTH_BENCH_HAVE_GLOG
+#include <glog/logging.h>
 #endif
 
 PLINTH_DIAG_FILE();
@@ -61,17 +71,60 @@ std::string SameLengthLine() {
   return std::string("24/11/2026\t12:45:00.123\t[3]\tdiag\t") + kFunction + "(thread 123456)\t" + kText + "\n";
 }
 
+void BM_SystemCall(benchmark::State& state) {
+  for (auto _ : state) benchmark::DoNotOptimize(syscall(SYS_gettid));
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_SystemCall);
+
+// Eight statements at eight call sites a round, so that the loop itself is
+// not what is timed; items are statements.
+#define PLINTH_BENCH_EIGHT(statement) \
+  statement;                          \
+  statement;                          \
+  statement;                          \
+  statement;                          \
+  statement;                          \
+  statement;                          \
+  statement;                          \
+  statement
+
 void BM_DiagDisabledLine(benchmark::State& state) {
   Engine();
   DbgLevelStore(plinth_diag_levels_.m_nDebugLevel, 0);
   int n = 0;
   for (auto _ : state) {
-    PLINTH_DIAG_AT("BM_DiagDisabledLine", 6, "never built " << n);
+    PLINTH_BENCH_EIGHT(PLINTH_DIAG_AT("BM_DiagDisabledLine", 6, "never built " << n));
     benchmark::DoNotOptimize(++n);
   }
-  state.SetItemsProcessed(state.iterations());
+  state.SetItemsProcessed(8 * state.iterations());
 }
 BENCHMARK(BM_DiagDisabledLine);
+
+// The floor: one relaxed load of a level and a test, per statement.
+std::atomic<unsigned> g_level{0};
+void BM_RelaxedLoadDisabled(benchmark::State& state) {
+  int n = 0;
+  for (auto _ : state) {
+    PLINTH_BENCH_EIGHT(if (g_level.load(std::memory_order_relaxed) >= 6) benchmark::DoNotOptimize(n));
+    benchmark::DoNotOptimize(++n);
+  }
+  state.SetItemsProcessed(8 * state.iterations());
+}
+BENCHMARK(BM_RelaxedLoadDisabled);
+
+#ifdef PLINTH_BENCH_HAVE_GLOG
+void BM_GlogVlogDisabled(benchmark::State& state) {
+  FLAGS_v = 0;
+  int n = 0;
+  for (auto _ : state) {
+    PLINTH_BENCH_EIGHT(VLOG(2) << "never built " << n);
+    benchmark::DoNotOptimize(++n);
+  }
+  state.SetItemsProcessed(8 * state.iterations());
+}
+BENCHMARK(BM_GlogVlogDisabled);
+#endif
 
 #ifdef PLINTH_BENCH_HAVE_SPDLOG
 void BM_SpdlogDisabledDebug(benchmark::State& state) {
@@ -79,10 +132,10 @@ void BM_SpdlogDisabledDebug(benchmark::State& state) {
   logger->set_level(spdlog::level::info);
   int n = 0;
   for (auto _ : state) {
-    SPDLOG_LOGGER_DEBUG(logger, "never built {}", n);
+    PLINTH_BENCH_EIGHT(SPDLOG_LOGGER_DEBUG(logger, "never built {}", n));
     benchmark::DoNotOptimize(++n);
   }
-  state.SetItemsProcessed(state.iterations());
+  state.SetItemsProcessed(8 * state.iterations());
 }
 BENCHMARK(BM_SpdlogDisabledDebug);
 #endif
@@ -110,7 +163,7 @@ void BM_DiagEnabledLine(benchmark::State& state) {
   for (auto _ : state) PLINTH_DIAG_AT(kFunction, 3, kText);
   state.SetItemsProcessed(state.iterations());
 }
-BENCHMARK(BM_DiagEnabledLine)->Threads(1)->Threads(2)->UseRealTime();
+BENCHMARK(BM_DiagEnabledLine)->Threads(1)->Threads(2)->Threads(4)->UseRealTime();
 
 void BM_BareWrite(benchmark::State& state) {
   static const std::string line = SameLengthLine();
@@ -122,7 +175,7 @@ void BM_BareWrite(benchmark::State& state) {
   for (auto _ : state) benchmark::DoNotOptimize(write(fd, line.data(), line.size()));
   state.SetItemsProcessed(state.iterations());
 }
-BENCHMARK(BM_BareWrite)->Threads(1)->Threads(2)->UseRealTime();
+BENCHMARK(BM_BareWrite)->Threads(1)->Threads(2)->Threads(4)->UseRealTime();
 
 #ifdef PLINTH_BENCH_HAVE_SPDLOG
 void BM_SpdlogFileFlushEveryLine(benchmark::State& state) {
@@ -137,7 +190,7 @@ void BM_SpdlogFileFlushEveryLine(benchmark::State& state) {
   for (auto _ : state) logger->info(kText);
   state.SetItemsProcessed(state.iterations());
 }
-BENCHMARK(BM_SpdlogFileFlushEveryLine)->Threads(1)->Threads(2)->UseRealTime();
+BENCHMARK(BM_SpdlogFileFlushEveryLine)->Threads(1)->Threads(2)->Threads(4)->UseRealTime();
 #endif
 
 }  // namespace

@@ -1,8 +1,12 @@
 // The message logger: a suppressed message through the plain WriteToLog, the
-// caller's cost of a message that passes (median and 99th percentile) next
-// to spdlog's asynchronous logger writing a like line in the same run, and
-// messages per second from two threads until the queue is drained.
+// caller's cost of a message that passes from 1, 2 and 4 threads (mean,
+// median and 99th percentile per call) next to spdlog's asynchronous logger
+// writing a like line in the same run, and messages per second from two
+// threads until the queue is drained. The cost of one system call (gettid)
+// says how dear the machine makes a wake-up.
 #include <benchmark/benchmark.h>
+#include <sys/syscall.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -27,7 +31,7 @@ using plinth_bench::ScratchDir;
 
 using Clock = std::chrono::steady_clock;
 constexpr int kQueue = 1 << 20;
-constexpr int kCallerRuns = 200000;  // well inside kQueue, even repeated
+constexpr int kCallerRuns = 100000;  // per thread: 4 threads stay well inside kQueue
 
 // One Init for the whole program: a ring of 10 files, 200 lines each, and a
 // blocking queue big enough that the caller-side runs never wait for room:
@@ -55,13 +59,30 @@ void InitOnce() {
   (void)done;
 }
 
-// Per-call latencies into median and 99th percentile counters.
+// Per-call latencies of one thread into mean, median and 99th percentile;
+// with several threads the counters are the threads' average.
 void ReportPercentiles(benchmark::State& state, std::vector<double>& ns) {
   if (ns.empty()) return;
   std::sort(ns.begin(), ns.end());
-  state.counters["p50_ns"] = ns[ns.size() / 2];
-  state.counters["p99_ns"] = ns[std::min(ns.size() - 1, ns.size() * 99 / 100)];
+  double sum = 0;
+  for (double v : ns) sum += v;
+  const auto avg = benchmark::Counter::kAvgThreads;
+  state.counters["mean_ns"] = benchmark::Counter(sum / static_cast<double>(ns.size()), avg);
+  state.counters["p50_ns"] = benchmark::Counter(ns[ns.size() / 2], avg);
+  state.counters["p99_ns"] = benchmark::Counter(ns[std::min(ns.size() - 1, ns.size() * 99 / 100)], avg);
 }
+
+// Each run starts from an empty queue, so none waits for room that an
+// earlier run used up.
+void WaitUntilDrained() {
+  while (OCMsgLogger::GetInstance().m_pQueue->Size() != 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
+}
+
+void BM_SystemCall(benchmark::State& state) {
+  for (auto _ : state) benchmark::DoNotOptimize(syscall(SYS_gettid));
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_SystemCall);
 
 void BM_SuppressedWriteToLog(benchmark::State& state) {
   InitOnce();
@@ -71,8 +92,9 @@ BENCHMARK(BM_SuppressedWriteToLog);
 
 void BM_PassingWriteToLog(benchmark::State& state) {
   InitOnce();
+  if (state.thread_index() == 0) WaitUntilDrained();
   std::vector<double> ns;
-  ns.reserve(1 << 20);
+  ns.reserve(kCallerRuns);
   for (auto _ : state) {
     const auto start = Clock::now();
     WriteToLog(1201, "a.txt", "reading", "the scheduler", nullptr);
@@ -82,7 +104,7 @@ void BM_PassingWriteToLog(benchmark::State& state) {
   ReportPercentiles(state, ns);
   state.SetItemsProcessed(state.iterations());
 }
-BENCHMARK(BM_PassingWriteToLog)->Iterations(kCallerRuns);
+BENCHMARK(BM_PassingWriteToLog)->Iterations(kCallerRuns)->Threads(1)->Threads(2)->Threads(4)->UseRealTime();
 
 #ifdef PLINTH_BENCH_HAVE_SPDLOG
 void BM_SpdlogAsyncInfo(benchmark::State& state) {
@@ -92,8 +114,10 @@ void BM_SpdlogAsyncInfo(benchmark::State& state) {
     l->set_pattern("QRX files                %d/%m/%Y %H:%M:%S.%e  ORB1201E %v");
     return l;
   }();
+  if (state.thread_index() == 0)
+    while (spdlog::thread_pool()->queue_size() != 0) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   std::vector<double> ns;
-  ns.reserve(1 << 20);
+  ns.reserve(kCallerRuns);
   for (auto _ : state) {
     const auto start = Clock::now();
     logger->info("Cannot open {} for {} by {}", "a.txt", "reading", "the scheduler");
@@ -103,13 +127,14 @@ void BM_SpdlogAsyncInfo(benchmark::State& state) {
   ReportPercentiles(state, ns);
   state.SetItemsProcessed(state.iterations());
 }
-BENCHMARK(BM_SpdlogAsyncInfo)->Iterations(kCallerRuns);
+BENCHMARK(BM_SpdlogAsyncInfo)->Iterations(kCallerRuns)->Threads(1)->Threads(2)->Threads(4)->UseRealTime();
 #endif
 
 // Until the reader has taken the last line off the queue; the reader stays,
 // so the benchmark can repeat.
 void BM_DrainFromTwoThreads(benchmark::State& state) {
   InitOnce();
+  WaitUntilDrained();
   constexpr int kEach = 200000;
   for (auto _ : state) {
     const auto start = Clock::now();

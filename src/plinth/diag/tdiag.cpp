@@ -13,6 +13,7 @@ using plinth::diag::LineBuilder;
 
 std::atomic<TDiag*> TDiag::m_pTheObject{nullptr};
 std::atomic<TDiag::LifeCycle> TDiag::m_eState{TDiag::eNotCreated};
+std::atomic<unsigned> TDiag::m_nMinimumCeiling{0};
 
 namespace {
 constexpr int kDefaultPoolSize = 40;

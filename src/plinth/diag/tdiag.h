@@ -83,18 +83,19 @@ public:
   }
   bool IsBufferEnabled() const { return m_MemBuffer.IsEnabled(); }
   // Both tests for a line of level N from a file with the given levels: a few
-  // relaxed reads, no lock, no call. True when either passes.
-  // Both tests for a line of level N from a file with the given levels: a few
   // relaxed reads, no lock, no call. True when either passes. A line that
   // neither the file's levels nor any minimum reach, the common case, is
-  // turned away after four reads.
+  // turned away after three reads of fixed places, none waiting for another.
   static bool TestLevels(const DbgLevels& levels, unsigned level, bool& toLog, bool& toBuffer) {
+    const unsigned debugLevel = DbgLevelLoad(levels.m_nDebugLevel);
+    const unsigned bufferLevel = DbgLevelLoad(levels.m_nBufferLevel);
+    const unsigned ceiling = m_nMinimumCeiling.load(std::memory_order_relaxed);
+    const unsigned highest = debugLevel > bufferLevel ? debugLevel : bufferLevel;
+    if (level > (highest > ceiling ? highest : ceiling)) return toLog = toBuffer = false;
     TDiag* diag = m_pTheObject.load(std::memory_order_relaxed);
-    if (!diag || (level > DbgLevelLoad(levels.m_nDebugLevel) && level > DbgLevelLoad(levels.m_nBufferLevel) &&
-                  level > diag->m_nMinimumCeiling.load(std::memory_order_relaxed)))
-      return toLog = toBuffer = false;
-    toLog = diag->GetDiagEnabled() && diag->GetFixedDebugLevel(DbgLevelLoad(levels.m_nDebugLevel)) >= level;
-    toBuffer = diag->IsBufferEnabled() && diag->GetFixedBufferLevel(DbgLevelLoad(levels.m_nBufferLevel)) >= level;
+    if (!diag) return toLog = toBuffer = false;
+    toLog = diag->GetDiagEnabled() && diag->GetFixedDebugLevel(debugLevel) >= level;
+    toBuffer = diag->IsBufferEnabled() && diag->GetFixedBufferLevel(bufferLevel) >= level;
     return toLog || toBuffer;
   }
 
@@ -124,6 +125,8 @@ public:
   void SetMinimumLevels(unsigned debugLevel, unsigned bufferLevel) {
     m_nMinimumDbgLvl.store(debugLevel, std::memory_order_relaxed);
     m_nMinimumBufLvl.store(bufferLevel, std::memory_order_relaxed);
+    // One engine lives at a time, so the ceiling of the quick test is the
+    // class's: the test reads it without going through the engine pointer.
     m_nMinimumCeiling.store(debugLevel > bufferLevel ? debugLevel : bufferLevel, std::memory_order_relaxed);
   }
   bool IsCyclic() const { return m_bIsCyclic; }
@@ -217,7 +220,7 @@ public:
   const char* m_pOutputFileName = "general";
   std::atomic<unsigned> m_nMinimumDbgLvl{0};
   std::atomic<unsigned> m_nMinimumBufLvl{0};
-  std::atomic<unsigned> m_nMinimumCeiling{0};  // the larger minimum; set only with them
+  static std::atomic<unsigned> m_nMinimumCeiling;  // the larger minimum; set only with them
   std::atomic<bool> m_bIgnoreMinimum{false};
   bool m_bIsCyclic = false;
   unsigned m_nNumOfCyclic = 3;

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <memory>
 
 #include "plinth/message/msg_file.h"
 #include "plinth/message/string_format.h"
@@ -18,6 +19,7 @@ unsigned char gFilterVec[kOCMsgMaxID + 1];
 namespace {
 
 constexpr int kMaxArgs = 10;
+constexpr size_t kSpareItems = 256;
 constexpr size_t kArgBufferSize = 200;
 const char* const kExitsLibrary = "libzlt-loggerexits.so";
 const char* const kDefaultContext = "*default";
@@ -171,18 +173,25 @@ void OCMsgQueue::Recycle(std::vector<OCMsgToLog*>& items) {
   size_t kept = 0;
   {
     os_lock_guard guard(m_Lock);
-    while (kept < items.size() && m_vSpare.size() < m_nCapacity) m_vSpare.push_back(items[kept++]);
+    // A few items are enough to go round; keeping more would hold the lock
+    // longer than a writer should wait on it.
+    const size_t limit = std::min<size_t>(m_nCapacity, kSpareItems);
+    while (kept < items.size() && m_vSpare.size() < limit) m_vSpare.push_back(items[kept++]);
   }
   for (size_t i = kept; i < items.size(); ++i) delete items[i];
   items.clear();
 }
 
 size_t OCMsgQueue::GetAll(std::vector<OCMsgToLog*>& out) {
-  os_lock_guard guard(m_Lock);
-  const size_t n = m_Deque.size();
-  out.insert(out.end(), m_Deque.begin(), m_Deque.end());
-  m_Deque.clear();
-  return n;
+  // The items leave in one swap, so writers wait on the lock for a few
+  // words, not for a copy of a long queue.
+  std::deque<OCMsgToLog*> taken;
+  {
+    os_lock_guard guard(m_Lock);
+    taken.swap(m_Deque);
+  }
+  out.insert(out.end(), taken.begin(), taken.end());
+  return taken.size();
 }
 
 // ---- OCMsgLogger ----
@@ -228,8 +237,6 @@ OCMsgLogger::~OCMsgLogger() {
     delete message;
     message = nullptr;
   }
-  delete m_pSpare;
-  m_pSpare = nullptr;
   delete m_pQueue;
   m_pQueue = nullptr;
   m_ExitLibrary.Unload();
@@ -420,23 +427,44 @@ bool OCMsgLogger::FormatMsg(int id, const char* first, ...) {
   return true;
 }
 
+namespace {
+// The item a thread fills next: written items go round between the writers
+// and the reader instead of being freed by one thread and allocated by
+// another, which makes the two contend in the allocator.
+thread_local std::unique_ptr<OCMsgToLog> t_spareItem;
+}  // namespace
+
 bool OCMsgLogger::FormatAndQ(int id, int count, char** args) {
   if (!InRange(id)) return true;
-  os_lock_guard guard(m_Lock);
-  const OCMsgMessage* message = m_Messages[id];
-  if (!message) return true;
   if (count > kMaxArgs) count = kMaxArgs;
-  if (message->m_pExit && !message->m_pExit(id, &m_Objects, count, args)) return false;
-  // Before Init there is no queue, and nothing to write to.
-  if (!m_pQueue) return true;
-  OCMsgToLog* item = m_pSpare ? m_pSpare : new OCMsgToLog;
+  const OCMsgMessage* message;
+  {
+    os_lock_guard guard(m_Lock);
+    message = m_Messages[id];
+    if (!message) return true;
+    if (message->m_pExit && !message->m_pExit(id, &m_Objects, count, args)) return false;
+    // Before Init there is no queue, and nothing to write to.
+    if (!m_pQueue) return true;
+    // Until Init has finished, a repeated Init may still replace the
+    // message: it is formatted and queued under the lock.
+    if (!m_bInitialized.load(std::memory_order_acquire)) return FormatAndPut(message, count, args);
+  }
+  // Once Init has finished, the table, the tag and the module stay as they
+  // are until the destructor: writers format in parallel and meet only on
+  // the queue's lock.
+  return FormatAndPut(message, count, args);
+}
+
+bool OCMsgLogger::FormatAndPut(const OCMsgMessage* message, int count, char** args) {
+  std::unique_ptr<OCMsgToLog> item = std::move(t_spareItem);
+  if (!item) item = std::make_unique<OCMsgToLog>();
   item->m_sText.clear();
   OCMsgDefFormat format;
   format.m_sCode = "ORB";
   format.Format(message, m_sTag, m_sModule, args, count, item->m_sText);
   // m_vDests stays empty: every line goes to m_sDestName, and a copy of the
   // list per line would cost an allocation that nothing reads.
-  m_pSpare = m_pQueue->Put(item);
+  t_spareItem.reset(m_pQueue->Put(item.release()));
   return true;
 }
 

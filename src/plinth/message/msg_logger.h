@@ -118,7 +118,7 @@ public:
   // writers and the reader instead of being freed by one thread and
   // allocated by another, which makes the two contend in the allocator.
   OCMsgToLog* Put(OCMsgToLog* item);
-  // Keeps written items for reuse (frees those beyond the capacity) and
+  // Keeps a few written items for reuse (frees the others) and
   // empties the vector.
   void Recycle(std::vector<OCMsgToLog*>& items);
   // Moves every item, oldest first, to the end of out; the number moved.
@@ -186,14 +186,14 @@ public:
   DynamicLibrary m_ExitLibrary;
 
 private:
-  OCMsgToLog* m_pSpare = nullptr;  // the next item to fill, under m_Lock
-
   OCMsgLogger();
 
   bool LoadMsgs(const char* msgFile);
   bool CreateDetinations(DestinationData* dests, int nDests);
   void BuildFilterVec();
   void ReadQueue();
+  // Formats a line of message into an item and queues it.
+  bool FormatAndPut(const OCMsgMessage* message, int count, char** args);
   // Ends the reader thread once the queue is drained, and joins it.
   void StopReader();
 };

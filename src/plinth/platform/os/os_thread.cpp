@@ -1,5 +1,7 @@
 #include "plinth/platform/os/os_thread.h"
 
+#include "plinth/platform/os/os_critical_section.h"
+
 #include <pthread.h>
 #include <sched.h>
 #include <sys/syscall.h>
@@ -48,6 +50,11 @@ void os_thread::join() {
   if (m_Record.m_Thread.joinable()) m_Record.m_Thread.join();
 }
 
+namespace {
+// About as long as a lock spins before it sleeps.
+constexpr int kSpinRounds = 4000;
+}  // namespace
+
 bool os_counting_semaphore::TryTake(unsigned n) {
   uint64_t count = m_nCount.load();
   while (count >= n)
@@ -56,7 +63,13 @@ bool os_counting_semaphore::TryTake(unsigned n) {
 }
 
 void os_counting_semaphore::lock(unsigned n) {
-  if (TryTake(n)) return;
+  // A taker that comes back soon after the last unit went (a reader between
+  // two lines) finds the next one without sleeping, so the giver seldom
+  // has a sleeper to wake.
+  for (int round = 0; round < kSpinRounds; ++round) {
+    if (TryTake(n)) return;
+    os_cpu_relax();
+  }
   std::unique_lock<std::mutex> guard(m_Mutex);
   // Counted before the count is looked at again: a giver that adds after
   // that look sees the waiter and wakes it (both sides are sequentially
