@@ -22,6 +22,26 @@ inline void os_cpu_relax() noexcept {
 #endif
 }
 
+// A spin of bounded length: spin() relaxes once and says whether the
+// caller may go on spinning. The time is counted, not the rounds, because a
+// pause lasts from a few cycles to well over a hundred by processor.
+class PLINTH_API os_spin_budget {
+public:
+  explicit os_spin_budget(int64_t nanoseconds) noexcept : m_nBudget(nanoseconds) {}
+  bool spin() noexcept {
+    os_cpu_relax();
+    // The clock is read every sixteenth round only.
+    return (++m_nRounds & 15) != 0 || WithinBudget();
+  }
+
+private:
+  bool WithinBudget() noexcept;
+
+  int64_t m_nBudget;
+  int64_t m_nStart = -1;
+  unsigned m_nRounds = 0;
+};
+
 class PLINTH_API os_critical_section {
 public:
   os_critical_section() = default;
@@ -67,6 +87,7 @@ private:
 
   // A number that no other live thread has.
   static uintptr_t Self() noexcept;
+  bool TryTake() noexcept;
   void LockContended();
   void WakeOne();
 

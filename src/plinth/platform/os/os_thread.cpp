@@ -51,8 +51,8 @@ void os_thread::join() {
 }
 
 namespace {
-// About as long as a lock spins before it sleeps.
-constexpr int kSpinRounds = 4000;
+// As long as a lock spins before it sleeps.
+constexpr int64_t kSpinNanoseconds = 20000;
 }  // namespace
 
 bool os_counting_semaphore::TryTake(unsigned n) {
@@ -66,10 +66,10 @@ void os_counting_semaphore::lock(unsigned n) {
   // A taker that comes back soon after the last unit went (a reader between
   // two lines) finds the next one without sleeping, so the giver seldom
   // has a sleeper to wake.
-  for (int round = 0; round < kSpinRounds; ++round) {
+  os_spin_budget budget(kSpinNanoseconds);
+  do {
     if (TryTake(n)) return;
-    os_cpu_relax();
-  }
+  } while (budget.spin());
   std::unique_lock<std::mutex> guard(m_Mutex);
   // Counted before the count is looked at again: a giver that adds after
   // that look sees the waiter and wakes it (both sides are sequentially
