@@ -9,7 +9,6 @@
 
 #include "plinth/logger/logger.h"
 #include "plinth/platform/os/os_time.h"
-#include "plinth/platform/system.h"
 
 namespace plinth_db {
 
@@ -109,8 +108,10 @@ LoggerDBDest* LoggerDBDest::FromParams(const LoggerParams& params, std::string& 
   dest->m_nFlushUs = std::max(0, IntParam(params, "flush_ms", kFlushMs)) * 1000LL;
   dest->m_nRetrySeconds = IntParam(params, "retry_seconds", static_cast<int>(kRetrySeconds));
   dest->m_nMaxLine = static_cast<size_t>(std::max(0, IntParam(params, "max_line_bytes", kMaxLineBytes)));
-  dest->m_sHost = plinth::platform::host_name();
-  dest->m_nPid = static_cast<int64_t>(plinth::platform::process_id());
+  char host[256] = {};
+  gethostname(host, sizeof host - 1);
+  dest->m_sHost = host;
+  dest->m_nPid = static_cast<int64_t>(getpid());
   std::random_device random;
   dest->m_nWriter = static_cast<int64_t>((static_cast<uint64_t>(random()) << 31) ^ random()) & INT64_MAX;
   if (Logger* logger = Logger::m_theObject.load()) {

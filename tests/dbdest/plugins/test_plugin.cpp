@@ -19,19 +19,20 @@ public:
   }
   unsigned Open() override { return Record("open"), 7; }
   bool Close() override { return Record("close"), true; }
-  bool IsReady() override { return true; }
   unsigned CleanUp(int days) override { return Record("cleanup " + std::to_string(days)), 9; }
   unsigned SmartClean(const std::string&, const std::vector<dst_aux::QueryElement>&, int, std::string& error,
                       long&) override {
     error = "smart clean refused";
     return 4;
   }
-  bool Prepare(const std::string&) override { return true; }
   int Flush() override { return Record("flush"), 8; }
   bool Write(const std::string& text, unsigned a, unsigned b) override {
     Record("write " + text + " " + std::to_string(a) + " " + std::to_string(b));
     return text != "fail";
   }
+  // Not called by the framework.
+  bool IsReady() override { return true; }
+  bool Prepare(const std::string&) override { return true; }
   unsigned WriteCtx(dst_aux::DataContext&, std::string&, unsigned, unsigned) override { return 0; }
   LoggerBaseDestination* Create(LoggerParams&) override { return nullptr; }
   LoggerDataInserter* GetInserter(const std::string&, std::string&, LoggerParams*) override { return nullptr; }
