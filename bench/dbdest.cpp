@@ -27,7 +27,7 @@ constexpr int kBatch = 256;
 const char kTable[] =
     "CREATE TABLE IF NOT EXISTS plinth_log (writer BIGINT NOT NULL, seq BIGINT NOT NULL,"
     " logged_at %s NOT NULL, host TEXT NOT NULL, pid BIGINT NOT NULL, destination TEXT NOT NULL,"
-    " level INTEGER NOT NULL, code BIGINT NOT NULL, line TEXT, raw %s, PRIMARY KEY (writer, seq));"
+    " level BIGINT NOT NULL, code BIGINT NOT NULL, line TEXT, raw %s, PRIMARY KEY (writer, seq));"
     "CREATE INDEX IF NOT EXISTS plinth_log_time ON plinth_log (logged_at);"
     "CREATE INDEX IF NOT EXISTS plinth_log_host ON plinth_log (host, pid, logged_at)";
 const char kInsert[] =

@@ -106,7 +106,7 @@ LoggerDBDest* LoggerDBDest::FromParams(const LoggerParams& params, std::string& 
   dest->m_nMode = static_cast<uint32_t>(IntParam(params, "mode", 0)) | kLoggerModeFlag;
   dest->m_nBatchSize = static_cast<size_t>(std::max(1, IntParam(params, "batch_size", kBatchSize)));
   dest->m_nFlushUs = std::max(0, IntParam(params, "flush_ms", kFlushMs)) * 1000LL;
-  dest->m_nRetrySeconds = IntParam(params, "retry_seconds", static_cast<int>(kRetrySeconds));
+  dest->m_nRetrySeconds = std::max(0, IntParam(params, "retry_seconds", static_cast<int>(kRetrySeconds)));
   dest->m_nMaxLine = static_cast<size_t>(std::max(0, IntParam(params, "max_line_bytes", kMaxLineBytes)));
   char host[256] = {};
   gethostname(host, sizeof host - 1);
@@ -119,10 +119,35 @@ LoggerDBDest* LoggerDBDest::FromParams(const LoggerParams& params, std::string& 
     dest->m_pCallback = logger->m_pErrorCallback;
   }
   dest->m_bEnabled = true;
+  if (dest->m_nFlushUs > 0) dest->m_Flusher = std::thread(&LoggerDBDest::FlushOldBatches, dest);
   return dest;
 }
 
+void LoggerDBDest::FlushOldBatches() {
+  std::unique_lock<std::mutex> guard(m_Lock);
+  while (!m_bStop) {
+    if (!m_bInTransaction) {
+      m_Wake.wait(guard);
+      continue;
+    }
+    // The age is read on the library's clock, which tests move; the wait
+    // itself is real time.
+    const int64_t age = os_clock::now_us() - m_nBatchStartUs;
+    if (age >= m_nFlushUs) {
+      CommitPending();
+      continue;
+    }
+    m_Wake.wait_for(guard, std::chrono::microseconds(m_nFlushUs - age));
+  }
+}
+
 LoggerDBDest::~LoggerDBDest() {
+  {
+    std::lock_guard<std::mutex> guard(m_Lock);
+    m_bStop = true;
+  }
+  m_Wake.notify_all();
+  if (m_Flusher.joinable()) m_Flusher.join();
   // Last chance for what was accepted: try the store once more, whatever
   // the time-out says; what still can't be saved is reported.
   if (!m_vPending.empty() && (m_bInTransaction || Start())) CommitPending();
@@ -130,16 +155,21 @@ LoggerDBDest::~LoggerDBDest() {
 }
 
 unsigned LoggerDBDest::Init(LoggerParams& params, std::vector<dst_aux::ElementProperties> elements) {
+  std::lock_guard<std::mutex> guard(m_Lock);
   void* stream = nullptr;
   if (params.GetPointer("err_stream", stream)) m_pErrStream = static_cast<std::ostream*>(stream);
   m_vElements = std::move(elements);
   return 0;
 }
 
-unsigned LoggerDBDest::Open() { return Resume() ? 1 : 0; }
+unsigned LoggerDBDest::Open() {
+  std::lock_guard<std::mutex> guard(m_Lock);
+  return Resume() ? 1 : 0;
+}
 
 bool LoggerDBDest::Close() {
-  const bool saved = Flush() == 0;
+  std::lock_guard<std::mutex> guard(m_Lock);
+  const bool saved = FlushPending() == 0;
   if (saved) {
     m_pStore->Disconnect();
     m_bConnected = false;
@@ -148,16 +178,22 @@ bool LoggerDBDest::Close() {
 }
 
 bool LoggerDBDest::Disable(long seconds) {
+  std::lock_guard<std::mutex> guard(m_Lock);
+  DisableFor(seconds);
+  return true;
+}
+
+void LoggerDBDest::DisableFor(long seconds) {
   m_bEnabled = false;
   if (seconds != -1) {
     m_nTimeOut = seconds;
     m_nDisabledAtUs = os_clock::now_us();
     m_bArmed = true;
   }
-  return true;
 }
 
 bool LoggerDBDest::Enable() {
+  std::lock_guard<std::mutex> guard(m_Lock);
   if (!m_bArmed || RetryDue()) {
     m_bEnabled = true;
     m_bArmed = false;
@@ -196,7 +232,7 @@ bool LoggerDBDest::Start() {
 bool LoggerDBDest::Fail(const std::string& error) {
   Report(error);
   Drop();
-  Disable(m_nRetrySeconds);
+  DisableFor(m_nRetrySeconds);
   return false;
 }
 
@@ -216,12 +252,20 @@ bool LoggerDBDest::CommitPending() {
 }
 
 int LoggerDBDest::Flush() {
+  std::lock_guard<std::mutex> guard(m_Lock);
+  return FlushPending();
+}
+
+int LoggerDBDest::FlushPending() {
   if (m_vPending.empty() && !m_bInTransaction) return 0;
   if (!m_bInTransaction && !Resume()) return -1;
   return CommitPending() ? 0 : -1;
 }
 
 bool LoggerDBDest::Write(const std::string& text, unsigned a, unsigned b) {
+  std::lock_guard<std::mutex> guard(m_Lock);
+  if (!m_sLateReports.empty() && m_pErrStream) *m_pErrStream << m_sLateReports;
+  m_sLateReports.clear();
   if (text.size() > m_nMaxLine) {
     Report("a line of " + std::to_string(text.size()) + " bytes is longer than max_line_bytes (" +
            std::to_string(m_nMaxLine) + ")");
@@ -253,19 +297,21 @@ bool LoggerDBDest::Write(const std::string& text, unsigned a, unsigned b) {
   m_vPending.push_back(std::move(row));
   // A failed commit keeps the lines for the next connection.
   if (m_vPending.size() >= m_nBatchSize || os_clock::now_us() - m_nBatchStartUs >= m_nFlushUs) CommitPending();
+  if (m_vPending.size() == 1) m_Wake.notify_one();
   return true;
 }
 
 unsigned LoggerDBDest::CleanUp(int retainDays) {
-  if (Flush() != 0) return 0;
+  std::lock_guard<std::mutex> guard(m_Lock);
+  if (FlushPending() != 0) return 0;
   std::string error;
   if (!m_bConnected) {
-    if (!m_pStore->Connect(error)) return Fail(error) ? 1 : 0;
+    if (!m_pStore->Connect(error)) return Fail(error);
     m_bConnected = true;
   }
   const int64_t cutoff = os_clock::now_us() - static_cast<int64_t>(retainDays) * 86400 * 1000000;
   long count = 0;
-  if (!m_pStore->DeleteBefore(m_sLogicalName, TimeText(cutoff), count, error)) return Fail(error) ? 1 : 0;
+  if (!m_pStore->DeleteBefore(m_sLogicalName, TimeText(cutoff), count, error)) return Fail(error);
   return 1;
 }
 
@@ -277,7 +323,9 @@ LoggerBaseDestination* LoggerDBDest::Create(LoggerParams& params) {
 }
 
 void LoggerDBDest::Report(const std::string& text) {
-  if (m_pErrStream) *m_pErrStream << "database destination " << m_sLogicalName << ": " << text << '\n';
+  const std::string line = "database destination " + m_sLogicalName + ": " + text + "\n";
+  if (std::this_thread::get_id() == m_Flusher.get_id()) m_sLateReports += line;
+  else if (m_pErrStream) *m_pErrStream << line;
 }
 
 void LoggerDBDest::ReportLost() {

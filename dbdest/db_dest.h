@@ -1,16 +1,22 @@
 // The database destination of libzlt-plinth-db-4.0.so: log lines go into
 // the table plinth_log of a SQLite file or a PostgreSQL database. Lines are
-// inserted at once inside an open transaction and committed in batches; a
+// inserted at once inside an open transaction and committed in batches, by
+// size, or by a thread of the destination once a batch is flush_ms old; a
 // line that Write accepted is either committed or, when the destination is
-// destroyed with its store gone, reported as failed. No locks: the client
-// serialises all calls. Failures are results plus a text in the Logger's
-// error stream; nothing throws.
+// destroyed with its store gone, reported as failed. The client serialises
+// its calls; one lock inside shares the state with the flushing thread.
+// Failures are results plus a text in the Logger's error stream; nothing
+// throws.
 #pragma once
 
+#include <chrono>
+#include <condition_variable>
 #include <cstdint>
 #include <memory>
+#include <mutex>
 #include <ostream>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "db_backend.h"
@@ -59,8 +65,6 @@ public:
   int QueryInt(int) override { return 0; }
   int ControlInt(int) override { return 0; }
 
-  size_t PendingCount() const { return m_vPending.size(); }
-
 private:
   LoggerDBDest() = default;
 
@@ -73,8 +77,12 @@ private:
   bool Fail(const std::string& error);
   void Drop();
   bool CommitPending();
+  int FlushPending();
+  void DisableFor(long seconds);
   bool RetryDue() const;
   void Report(const std::string& text);
+  // The flushing thread: commits a batch that has grown old.
+  void FlushOldBatches();
   void ReportLost();
 
   std::unique_ptr<DbBackend> m_pStore;
@@ -98,6 +106,13 @@ private:
   // and error callback, taken when the destination was made.
   std::string m_sEmergencyFile;
   void (*m_pCallback)(const std::string&) = nullptr;
+  // Reasons found by the flushing thread wait here for the client's next
+  // call: the Logger's error stream belongs to the client's threads.
+  std::string m_sLateReports;
+  std::mutex m_Lock;
+  std::condition_variable m_Wake;
+  bool m_bStop = false;
+  std::thread m_Flusher;
 };
 
 // Gives true when text is valid UTF-8 without zero bytes.

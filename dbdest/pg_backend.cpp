@@ -14,7 +14,7 @@ const char* const kCreate[] = {
     "CREATE TABLE IF NOT EXISTS plinth_log ("
     " writer BIGINT NOT NULL, seq BIGINT NOT NULL,"
     " logged_at TIMESTAMPTZ NOT NULL, host TEXT NOT NULL, pid BIGINT NOT NULL,"
-    " destination TEXT NOT NULL, level INTEGER NOT NULL, code BIGINT NOT NULL,"
+    " destination TEXT NOT NULL, level BIGINT NOT NULL, code BIGINT NOT NULL,"
     " line TEXT, raw BYTEA, PRIMARY KEY (writer, seq))",
     "CREATE INDEX IF NOT EXISTS plinth_log_time ON plinth_log (logged_at)",
     "CREATE INDEX IF NOT EXISTS plinth_log_host ON plinth_log (host, pid, logged_at)",

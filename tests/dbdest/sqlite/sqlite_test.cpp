@@ -1,6 +1,7 @@
 // The database library on SQLite files.
 #include <sqlite3.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "dbdest/store_fixture.h"
 
@@ -73,6 +74,15 @@ TEST_F(SqliteStoreTest, LinesAreCommittedByBatchByAgeAndByFlush) {
   EXPECT_EQ(logger->cleanupAllDests(2), 1u);
   EXPECT_EQ(LinesIn(file, "log").size(), 1u);
   EXPECT_TRUE(CallbackTexts().empty());
+}
+
+TEST_F(SqliteStoreTest, AnOldBatchIsCommittedWithoutFurtherWrites) {
+  LoggerParams p = Db("log");
+  p.m_mInts["flush_ms"] = 20;
+  ASSERT_EQ(logger->createDest(p), 0u);
+  Write("alone");
+  for (int i = 0; i < 500 && Texts("log").empty(); ++i) usleep(10000);
+  EXPECT_EQ(Texts("log"), std::vector<std::string>{"alone"});
 }
 
 TEST_F(SqliteStoreTest, StoreThatGoesAwayComesBackWithEveryAcceptedLine) {
