@@ -21,16 +21,6 @@ struct ChildRun {
 
 enum Read { User, Password, Both };
 
-// The child's answer goes through a pipe of its own, apart from its output.
-void RunChild(Read what, int resultFd) {
-  std::string user, password;
-  if (what != Password) getUserFromStdin(user);
-  if (what != User) getPasswdFromStdin(password);
-  const std::string result = what == Both ? user + "|" + password : user + password;
-  if (write(resultFd, result.data(), result.size()) < 0) _exit(3);
-  _exit(0);
-}
-
 std::string Drain(int fd) {
   std::string out;
   char buf[4096];
@@ -38,57 +28,47 @@ std::string Drain(int fd) {
   return out;
 }
 
-ChildRun Finish(pid_t pid, int resultFd, std::string output) {
-  ChildRun run{std::move(output), Drain(resultFd)};
-  close(resultFd);
+// Runs the reading in a child whose input and output are a pseudo-terminal
+// or pipes. On the terminal each step waits until the screen shows its
+// text, then types its keys; through pipes all keys go at once. The answer
+// comes back through a pipe of its own.
+ChildRun InChild(bool terminal, Read what, const std::vector<std::pair<std::string, std::string>>& steps) {
+  int result[2], in[2], out[2], master = -1;
+  if (pipe2(result, O_CLOEXEC) || pipe2(in, O_CLOEXEC) || pipe2(out, O_CLOEXEC)) abort();
+  const pid_t pid = terminal ? forkpty(&master, nullptr, nullptr, nullptr) : fork();
+  if (pid == 0) {
+    if (!terminal) dup2(in[0], 0), dup2(out[1], 1), dup2(out[1], 2), close(in[1]);
+    std::string user, password;
+    if (what != Password) getUserFromStdin(user);
+    if (what != User) getPasswdFromStdin(password);
+    const std::string answer = what == Both ? user + "|" + password : user + password;
+    _exit(write(result[1], answer.data(), answer.size()) < 0 ? 3 : 0);
+  }
+  close(result[1]), close(in[0]), close(out[1]);
+  const int input = terminal ? master : in[1], output = terminal ? master : out[0];
+  ChildRun run;
+  auto readSome = [&] {
+    pollfd p{output, POLLIN, 0};
+    char buf[4096];
+    const ssize_t n = poll(&p, 1, 5000) == 1 ? read(output, buf, sizeof buf) : -1;
+    if (n > 0) run.output.append(buf, n);
+    return n > 0;
+  };
+  for (const auto& [wait, keys] : steps) {
+    while (terminal && run.output.find(wait) == std::string::npos && readSome()) {
+    }
+    if (write(input, keys.data(), keys.size()) < 0) break;
+  }
+  close(in[1]);
+  while (readSome()) {
+  }
+  close(master), close(out[0]);
+  run.result = Drain(result[0]);
+  close(result[0]);
   int status = 0;
   waitpid(pid, &status, 0);
   if (WIFEXITED(status)) run.exitStatus = WEXITSTATUS(status);
   return run;
-}
-
-ChildRun OverPipes(Read what, const std::string& input) {
-  int in[2], out[2], result[2];
-  if (pipe2(in, O_CLOEXEC) || pipe2(out, O_CLOEXEC) || pipe2(result, O_CLOEXEC)) abort();
-  const pid_t pid = fork();
-  if (pid == 0) {
-    dup2(in[0], 0), dup2(out[1], 1), dup2(out[1], 2);
-    close(in[1]);  // else the input never ends
-    RunChild(what, result[1]);
-  }
-  close(in[0]), close(out[1]), close(result[1]);
-  if (write(in[1], input.data(), input.size()) != static_cast<ssize_t>(input.size())) abort();
-  close(in[1]);
-  std::string output = Drain(out[0]);
-  close(out[0]);
-  return Finish(pid, result[0], output);
-}
-
-// Each step waits until the terminal shows text, then types keys.
-ChildRun OverTerminal(Read what, const std::vector<std::pair<std::string, std::string>>& steps) {
-  int result[2];
-  if (pipe2(result, O_CLOEXEC)) abort();
-  int master = -1;
-  const pid_t pid = forkpty(&master, nullptr, nullptr, nullptr);
-  if (pid == 0) RunChild(what, result[1]);
-  close(result[1]);
-  std::string screen;
-  auto readSome = [&] {
-    pollfd p{master, POLLIN, 0};
-    char buf[4096];
-    const ssize_t n = poll(&p, 1, 5000) == 1 ? read(master, buf, sizeof buf) : -1;
-    if (n > 0) screen.append(buf, n);
-    return n > 0;
-  };
-  for (const auto& [wait, keys] : steps) {
-    while (screen.find(wait) == std::string::npos && readSome()) {
-    }
-    if (write(master, keys.data(), keys.size()) < 0) break;
-  }
-  while (readSome()) {
-  }
-  close(master);
-  return Finish(pid, result[0], screen);
 }
 
 const std::string kUserPrompt = "Please provide username (Default: ocuser)\r\n";
@@ -121,7 +101,7 @@ TEST(LoginParams, PipedInput) {
       {Password, "ab\x03", "", "**", 1},
   };
   for (const Case& c : cases) {
-    const ChildRun run = OverPipes(c.what, c.input);
+    const ChildRun run = InChild(false, c.what, {{"", c.input}});
     EXPECT_EQ(run.exitStatus, c.exitStatus) << c.input.substr(0, 20);
     EXPECT_EQ(run.result, c.result) << c.input.substr(0, 20);
     if (c.input.size() < 4000) EXPECT_EQ(run.output.substr(0, c.output.size()), c.output) << c.input.substr(0, 20);
@@ -133,11 +113,11 @@ TEST(LoginParams, TerminalPromptsEchoesStarsAndTakesCtrlC) {
     for (std::size_t at = 0; (at = text.find('\n', at)) != std::string::npos; at += 2) text.insert(at, "\r");
     return text;
   };
-  const ChildRun run = OverTerminal(Both, {{kUserPrompt, "bob\n"}, {kPasswordPrompt, "a\x7f\tb\rok\r"}});
+  const ChildRun run = InChild(true, Both, {{kUserPrompt, "bob\n"}, {kPasswordPrompt, "a\x7f\tb\rok\r"}});
   EXPECT_EQ(run.result, "bob|ok");
   // The user line echoes as the terminal does; password keys only as stars.
   EXPECT_EQ(run.output, kUserPrompt + "bob\r\n" + kPasswordPrompt + "*\b \b**\r\n" + crlf(kInvalid) + "**\r\n");
-  const ChildRun interrupted = OverTerminal(Password, {{kPasswordPrompt, "x\x03"}});
+  const ChildRun interrupted = InChild(true, Password, {{kPasswordPrompt, "x\x03"}});
   EXPECT_EQ(interrupted.exitStatus, 1);
   EXPECT_EQ(interrupted.output, kPasswordPrompt + "*");
 }

@@ -86,7 +86,7 @@ TEST(UdpClient, ResultsAndWhatTheyTouch) {
 TEST(UdpServer, HandsEachDatagramWholeWithANulBehind) {
   const int before = OpenDescriptors();
   {
-    UdpServer server("127.0.0.1", 0, Collect);
+    Probe server("127.0.0.1", 0, Collect);
     ASSERT_GT(server.GetPort(), 0);
     const std::string payloads[] = {"", std::string("a\0b\0", 4), std::string(UdpClient::MaxDatagram - 1, 'z')};
     for (const std::string& p : payloads) ASSERT_EQ(Send(server.GetPort(), p), 0);
@@ -96,11 +96,10 @@ TEST(UdpServer, HandsEachDatagramWholeWithANulBehind) {
     struct sigaction action{};
     action.sa_handler = [](int) {};
     sigaction(SIGUSR1, &action, nullptr);
-    Probe* probe = static_cast<Probe*>(&server);
-    for (int i = 0; i < 20; ++i) pthread_kill(probe->m_pThread->record().m_Thread.native_handle(), SIGUSR1);
+    for (int i = 0; i < 20; ++i) pthread_kill(server.m_pThread->record().m_Thread.native_handle(), SIGUSR1);
     ASSERT_EQ(Send(server.GetPort(), "after"), 0);
     ASSERT_TRUE(WaitFor(4));
-    EXPECT_EQ(probe->m_nStatus, 0);
+    EXPECT_EQ(server.m_nStatus, 0);
     // The same port can't be bound twice; the refused server leaves nothing open.
     try {
       UdpServer("127.0.0.1", server.GetPort(), Collect);
