@@ -96,7 +96,10 @@ TEST(UdpServer, HandsEachDatagramWholeWithANulBehind) {
     struct sigaction action{};
     action.sa_handler = [](int) {};
     sigaction(SIGUSR1, &action, nullptr);
-    for (int i = 0; i < 20; ++i) pthread_kill(server.m_pThread->record().m_Thread.native_handle(), SIGUSR1);
+    for (int i = 0; i < 5; ++i) {  // spaced, so that they find the thread waiting
+      std::this_thread::sleep_for(std::chrono::milliseconds(20));
+      pthread_kill(server.m_pThread->record().m_Thread.native_handle(), SIGUSR1);
+    }
     ASSERT_EQ(Send(server.GetPort(), "after"), 0);
     ASSERT_TRUE(WaitFor(4));
     EXPECT_EQ(server.m_nStatus, 0);
