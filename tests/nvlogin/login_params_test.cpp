@@ -93,7 +93,7 @@ TEST(LoginParams, PipedInput) {
       {Both, "alice\nsecret\n", "alice|secret", "******\n", 0},
       {Password, "a\bb\r", "b", "*\b \b*\n", 0},
       {Password, p512 + "\n", p512, std::string(512, '*') + "\n", 0},
-      {Password, p512 + "p\n\n\tx\x7f\nok\n", "ok",
+      {Password, p512 + "p\n\nx\t\x7f\nok\n", "ok",
        std::string(513, '*') + "\nPassword is too long. It can be up to 512 characters\n\n" +
            "The password must have a value !!!\n**\b \b\n" + kInvalid + "**\n", 0},
       {Password, std::string(5000, 'q') + "\nok\n", "ok", "", 0},

@@ -67,22 +67,40 @@ void NVUtil::EncodeToStream(std::ostream& stream, const std::string& text) {
 }
 
 void NVUtil::DecodeFromStream(std::istream& stream, std::string& out, char stop) {
+  using traits = std::istream::traits_type;
   out.clear();
+  if (stream.bad()) return;
+  // One sentry for the whole value instead of one per character, as get()
+  // would: it checks the state (failing as get() does) and flushes a tied
+  // stream once.
+  const std::istream::sentry ready(stream, true);
+  if (!ready) return;
+  std::streambuf* in = stream.rdbuf();
   bool escaped = false;
-  while (!stream.bad()) {
-    const std::istream::int_type got = stream.get();
-    if (got == std::istream::traits_type::eof()) return;
-    const char c = std::istream::traits_type::to_char_type(got);
-    if (!escaped && c == '\\') {
-      escaped = true;
-      continue;
+  try {
+    for (;;) {
+      const traits::int_type got = in->sbumpc();
+      if (traits::eq_int_type(got, traits::eof())) {
+        stream.setstate(std::ios_base::eofbit | std::ios_base::failbit);
+        return;
+      }
+      const char c = traits::to_char_type(got);
+      if (!escaped && c == '\\') {
+        escaped = true;
+        continue;
+      }
+      if (!escaped && c == stop) {
+        if (traits::eq_int_type(in->sputbackc(c), traits::eof())) stream.setstate(std::ios_base::badbit);
+        return;
+      }
+      out += c;
+      escaped = false;
     }
-    if (!escaped && c == stop) {
-      stream.putback(c);
-      return;
-    }
-    out += c;
-    escaped = false;
+  } catch (const std::ios_base::failure&) {
+    throw;
+  } catch (...) {
+    // A failing buffer marks the stream bad, as an unformatted read does.
+    stream.setstate(std::ios_base::badbit);
   }
 }
 
