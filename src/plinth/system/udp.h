@@ -50,6 +50,8 @@ public:
 protected:
   static void* server_func(void* server);
 
+  // The thread records its end in the object it was started for; a copy
+  // holds what had been recorded when it was made.
   std::string m_sError;
   // The second code of a network error.
   long m_nErrorCode = 0;
