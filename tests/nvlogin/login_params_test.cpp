@@ -104,7 +104,9 @@ TEST(LoginParams, PipedInput) {
     const ChildRun run = InChild(false, c.what, {{"", c.input}});
     EXPECT_EQ(run.exitStatus, c.exitStatus) << c.input.substr(0, 20);
     EXPECT_EQ(run.result, c.result) << c.input.substr(0, 20);
-    if (c.input.size() < 4000) EXPECT_EQ(run.output.substr(0, c.output.size()), c.output) << c.input.substr(0, 20);
+    if (c.input.size() < 4000) {
+      EXPECT_EQ(run.output.substr(0, c.output.size()), c.output) << c.input.substr(0, 20);
+    }
   }
 }
 

@@ -78,8 +78,7 @@ TEST(UdpClient, ResultsAndWhatTheyTouch) {
     EXPECT_EQ(UdpClient::send_udp_message(c.host, c.port, big.data(), c.length, error, code), c.result)
         << c.length;
     EXPECT_EQ(error, c.error);
-    if (c.code) EXPECT_EQ(code, c.code);
-    else EXPECT_NE(code, -7);
+    EXPECT_TRUE(c.code ? code == c.code : code != -7) << code;  // 0: any resolver code
   }
 }
 
