@@ -14,6 +14,8 @@
 
 namespace os_clock {
 // Microseconds since the Unix epoch, including the test offset.
+// Exported: libzlt-plinth-db-4.0.so reads the same clock, so that tests
+// move its time-outs too.
 PLINTH_API int64_t now_us() noexcept;
 }  // namespace os_clock
 
@@ -62,6 +64,9 @@ public:
       : m_nYear(year), m_nMonth(month), m_nDay(day) {}
   static os_date today();
   short year() const { return m_nYear; }
+  // strftime conversions of the date's fields, plus %s: the year in four
+  // digits (the toolkit's date formats name the full year so).
+  std::string to_string(const char* format) const;
   unsigned short month() const { return m_nMonth; }
   unsigned short day() const { return m_nDay; }
 
