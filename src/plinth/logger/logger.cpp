@@ -4,6 +4,7 @@
 #include <cstring>
 #include <new>
 
+#include "plinth/logger/db_facade.h"
 #include "plinth/logger/file_dest.h"
 #include "plinth/platform/os/os_time.h"
 #include "plinth/platform/system.h"
@@ -129,9 +130,8 @@ void Logger::initLogger(InitParams params, ErrorCallback errorCallback) {
   if (m_pFactory) {
     m_pFactory->SetPrototype(eSequentialFile, new LoggerSequentialDest);
     m_pFactory->SetPrototype(eCyclicFile, new LoggerCyclicDest);
+    m_pFactory->SetPrototype(eDatabase, new LoggerDBDestinationFacade);
   }
-  // The database destination comes from an optional library; until that is
-  // wired in, its slot stays empty and type 2 fails creation.
   m_bIsInitialized.store(true);
 }
 

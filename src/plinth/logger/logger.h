@@ -25,6 +25,8 @@
 #include "plinth/logger/params_holder.h"
 #include "plinth/platform/os/os_critical_section.h"
 
+class DynamicLibrary;
+
 class PLINTH_API LoggerDestsFactory {
 public:
   LoggerDestsFactory() = default;
@@ -52,6 +54,9 @@ public:
 
   static Logger* GetInstance();
   static void Destroy();
+  // The process-wide loader of the database library, built on the first
+  // call; never unloaded before the process ends.
+  static DynamicLibrary* GetLibraryLoader();
 
   void initLogger(InitParams params, ErrorCallback errorCallback);
   bool isValid() const { return m_bIsInitialized.load(); }

@@ -14,6 +14,8 @@
 
 namespace os_clock {
 // Microseconds since the Unix epoch, including the test offset.
+// Exported: libzlt-plinth-db-4.0.so reads the same clock, so that tests
+// move its time-outs too.
 PLINTH_API int64_t now_us() noexcept;
 }  // namespace os_clock
 
