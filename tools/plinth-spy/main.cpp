@@ -39,6 +39,8 @@ const char* const kUsage =
     "  --output FILE    also append what is shown to FILE\n"
     "  --quiet          show nothing on standard output\n"
     "  --count N        end after N lines were received, shown or not\n"
+    "  --idle SECONDS   end after that long without a record\n"
+    "  --summary        at the end, tell on standard error how many records came\n"
     "  --dir DIR        the sockets' directory (default: $XDG_RUNTIME_DIR/plinth-spy,\n"
     "                   or /tmp/plinth-spy-UID)\n"
     "  --help           this text\n"
@@ -135,6 +137,8 @@ struct Options {
   std::string output;
   bool quiet = false;
   long long count = -1;
+  long long idleSeconds = -1;
+  bool summary = false;
 };
 
 class Viewer {
@@ -154,6 +158,7 @@ public:
   void Take(const unsigned char* data, size_t size) {
     Reader head(data, size);
     uint32_t kind, pid;
+    ++m_nRecords;
     if (!head.Int(kind) || !head.Int(pid)) return Malformed(size, "short record", 0, 0);
     if (kind == 0) ++m_nLines;
     if (!m_Options.pids.empty() && !m_Options.pids.count(pid)) return;
@@ -173,6 +178,7 @@ public:
   }
 
   long long lines() const { return m_nLines; }
+  long long records() const { return m_nRecords; }
   void Flush() {
     if (!m_Options.quiet) std::fflush(stdout);
     if (m_pOutput) std::fflush(m_pOutput);
@@ -243,6 +249,7 @@ private:
   const Options& m_Options;
   FILE* m_pOutput = nullptr;
   long long m_nLines = 0;
+  long long m_nRecords = 0;
 };
 
 // ---- sockets ----
@@ -320,6 +327,7 @@ int Watch(const Options& options) {
   // and then reported as malformed.
   std::vector<unsigned char> buffer(1 << 16);
   int status = 0;
+  long long idleMs = 0;
   while (!g_stop && (options.count < 0 || viewer.lines() < options.count)) {
     pollfd waiting[2] = {{fds[0], POLLIN, 0}, {fds[1], POLLIN, 0}};
     const int ready = poll(waiting, 2, 200);
@@ -327,6 +335,8 @@ int Watch(const Options& options) {
       status = Fail(std::string("poll: ") + std::strerror(errno));
       break;
     }
+    idleMs = ready == 0 ? idleMs + 200 : 0;
+    if (options.idleSeconds >= 0 && idleMs >= options.idleSeconds * 1000) break;
     bool took = true;
     // Drain both sockets before anything is flushed: the senders never
     // wait, so a queue that fills loses the viewer.
@@ -342,6 +352,8 @@ int Watch(const Options& options) {
     viewer.Flush();
   }
   viewer.Flush();
+  if (options.summary)
+    std::fprintf(stderr, "plinth-spy: %lld records, %lld lines received\n", viewer.records(), viewer.lines());
   for (int i = 0; i < 2; ++i) {
     close(fds[i]);
     unlink(paths[i].c_str());
@@ -408,8 +420,8 @@ int main(int argc, char** argv) {
       std::fputs(kUsage, stdout);
       return 0;
     }
-    if (arg == "--quiet") {
-      options.quiet = true;
+    if (arg == "--quiet" || arg == "--summary") {
+      (arg == "--quiet" ? options.quiet : options.summary) = true;
       continue;
     }
     if (!hasValue) return Usage("unknown option or missing value: " + arg);
@@ -436,6 +448,9 @@ int main(int argc, char** argv) {
     } else if (arg == "--count") {
       if (!Number(value, number) || number < 0) return Usage("bad count: " + std::string(value));
       options.count = number;
+    } else if (arg == "--idle") {
+      if (!Number(value, number) || number < 0) return Usage("bad idle time: " + std::string(value));
+      options.idleSeconds = number;
     } else if (arg == "--dir") {
       options.dir = value;
     } else {
