@@ -298,8 +298,24 @@ int BindTitle(const std::string& path) {
   return fd;
 }
 
+// A process forgets the viewer at its first send that would wait, and the
+// kernel lets a datagram socket queue only this many records.
+void HintAtQueueLength() {
+  long length = 0;
+  if (FILE* f = std::fopen("/proc/sys/net/unix/max_dgram_qlen", "re")) {
+    if (std::fscanf(f, "%ld", &length) != 1) length = 0;
+    std::fclose(f);
+  }
+  if (length > 0 && length < 1000)
+    std::fprintf(stderr,
+                 "plinth-spy: note: a process stops sending when %ld of its records wait here; "
+                 "raise net.unix.max_dgram_qlen to give the viewer more slack\n",
+                 length);
+}
+
 int Watch(const Options& options) {
   if (!PrepareDir(options.dir)) return Fail(options.dir + ": " + std::strerror(errno));
+  HintAtQueueLength();
   Viewer viewer(options);
   if (!viewer.OpenOutput()) return Fail(options.output + ": " + std::strerror(errno));
   int fds[2] = {-1, -1};
