@@ -23,9 +23,10 @@ inline Bytes Le(uint32_t value) {
           static_cast<unsigned char>(value >> 16), static_cast<unsigned char>(value >> 24)};
 }
 inline Bytes Str(const std::string& text) {
-  Bytes out = Le(static_cast<uint32_t>(text.size()));
-  out.insert(out.end(), text.begin(), text.end());
-  out.push_back(0);
+  Bytes out(4 + text.size() + 1, 0);
+  const Bytes length = Le(static_cast<uint32_t>(text.size()));
+  std::copy(length.begin(), length.end(), out.begin());
+  std::copy(text.begin(), text.end(), out.begin() + 4);
   return out;
 }
 inline Bytes Cat(std::initializer_list<Bytes> parts) {
