@@ -7,6 +7,7 @@
 #include "plinth/platform/os/os_error.h"
 #include "plinth/platform/os/os_file.h"
 #include "plinth/platform/os/os_mutex.h"
+#include "plinth/platform/os/os_path.h"
 #include "plinth/platform/os/os_regexp.h"
 #include "plinth/platform/os/os_thread.h"
 #include "plinth/platform/os/os_time.h"

@@ -4,6 +4,7 @@
 #include "plinth/platform.h"
 #include "plinth/errors.h"
 #include "plinth/i18n.h"
+#include "plinth/config.h"
 #include "plinth/logger.h"
 #include "plinth/message.h"
 #include "plinth/diag.h"

@@ -43,6 +43,12 @@ std::pair<unsigned, unsigned> os_regexp::search(const char* text, unsigned start
   if (!md) return none;
   int rc = pcre2_match(m_pImpl->code, reinterpret_cast<PCRE2_SPTR>(text), end, start, 0, md,
                        nullptr);
+  // The JIT keeps its backtracking on a small fixed stack; a long repeated
+  // group (thousands of adjacent items) can exhaust it. The interpreter
+  // keeps the same state on the heap, so it finds the match the JIT gave up on.
+  if (rc == PCRE2_ERROR_JIT_STACKLIMIT)
+    rc = pcre2_match(m_pImpl->code, reinterpret_cast<PCRE2_SPTR>(text), end, start,
+                     PCRE2_NO_JIT, md, nullptr);
   std::pair<unsigned, unsigned> result = none;
   if (rc >= 0) {
     PCRE2_SIZE* ov = pcre2_get_ovector_pointer(md);
@@ -50,6 +56,41 @@ std::pair<unsigned, unsigned> os_regexp::search(const char* text, unsigned start
   }
   pcre2_match_data_free(md);
   return result;
+}
+
+std::pair<unsigned, unsigned> os_regexp::search(const std::string& text, unsigned start,
+                                                unsigned end) const {
+  const unsigned size = static_cast<unsigned>(text.size());
+  return search(text.c_str(), start, end > size ? size : end);
+}
+
+unsigned os_regexp::replace(std::string& text, unsigned start, unsigned end,
+                            const std::string& replacement, bool all) const {
+  if (end > text.size()) end = static_cast<unsigned>(text.size());
+  std::string out;
+  unsigned count = 0;
+  unsigned pos = start;
+  while (pos <= end) {
+    const std::pair<unsigned, unsigned> m = search(text.c_str(), pos, end);
+    if (m.first == npos) break;
+    if (count == 0) out.assign(text, 0, m.first);
+    else out.append(text, pos, m.first - pos);
+    out += replacement;
+    ++count;
+    // An empty match must not hold the search in one place.
+    if (m.second == m.first) {
+      pos = m.second;
+      if (pos >= end) break;
+      out += text[pos++];
+    } else {
+      pos = m.second;
+    }
+    if (!all) break;
+  }
+  if (count == 0) return 0;
+  if (pos < text.size()) out.append(text, pos, std::string::npos);
+  text.swap(out);
+  return count;
 }
 
 bool os_regexp::matches_whole(const std::string& text) const {

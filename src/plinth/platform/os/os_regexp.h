@@ -21,6 +21,17 @@ public:
   // First match inside text[start, end): the positions of its first byte and
   // one past its last, or {npos, npos}.
   std::pair<unsigned, unsigned> search(const char* text, unsigned start, unsigned end) const;
+  // The same on a string; an end behind the text (npos) means its end.
+  std::pair<unsigned, unsigned> search(const std::string& text, unsigned start,
+                                       unsigned end = npos) const;
+  // The range search gives when nothing matches.
+  static std::pair<unsigned, unsigned> not_found() { return {npos, npos}; }
+  // Replaces the first match inside text[start, end), or every match with
+  // all, by replacement taken literally ($ and \ have no meaning in it).
+  // Text that a replacement brings in is not searched again. Returns the
+  // number of replacements.
+  unsigned replace(std::string& text, unsigned start, unsigned end,
+                   const std::string& replacement, bool all) const;
   // Whether the first match covers the whole text.
   bool matches_whole(const std::string& text) const;
 

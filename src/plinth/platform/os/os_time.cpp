@@ -122,3 +122,27 @@ os_time_zone os_time_and_date::time_zone() const {
 }
 
 os_date os_date::today() { return date_of(local_fields(os_clock::now_us())); }
+
+std::string os_date::to_string(const char* format) const {
+  struct tm fields = {};
+  fields.tm_year = m_nYear - 1900;
+  fields.tm_mon = m_nMonth - 1;
+  fields.tm_mday = m_nDay;
+  std::string fmt;
+  for (const char* p = format; *p; ++p) {
+    if (p[0] == '%' && p[1] == 's') {
+      char year[16];
+      std::snprintf(year, sizeof year, "%04d", static_cast<int>(m_nYear));
+      fmt += year;
+      ++p;
+    } else if (p[0] == '%' && p[1] == '%') {
+      fmt += "%%";
+      ++p;
+    } else {
+      fmt += *p;
+    }
+  }
+  char buf[512];
+  size_t n = strftime(buf, sizeof buf, fmt.c_str(), &fields);
+  return std::string(buf, n);
+}

@@ -68,6 +68,9 @@ public:
       : m_nYear(year), m_nMonth(month), m_nDay(day) {}
   static os_date today();
   short year() const { return m_nYear; }
+  // strftime conversions of the date's fields, plus %s: the year in four
+  // digits (the toolkit's date formats name the full year so).
+  std::string to_string(const char* format) const;
   unsigned short month() const { return m_nMonth; }
   unsigned short day() const { return m_nDay; }
 

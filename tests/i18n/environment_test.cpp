@@ -1,0 +1,92 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "plinth/i18n.h"
+
+namespace {
+
+using EnvList = std::vector<std::pair<std::string, std::string>>;
+
+void SetMode(bool unicode) {
+  Osl_UnicodeConfiguration::Instance()->SetCJKMode(unicode);
+  Osl_UnicodeConfiguration::Instance()->SetCurrentEncoding("MS1252");
+}
+
+long CountOf(EnvList const& list, std::string const& name) {
+  return std::count_if(list.begin(), list.end(), [&](auto const& e) { return e.first == name; });
+}
+
+}  // namespace
+
+TEST(Environment, StatusValueAndRemovalInBothForms) {
+  for (bool unicode : {false, true}) {
+    SetMode(unicode);
+    std::string value = "stale";
+    EXPECT_EQ(WEnv::WGetEnv("PLINTH_T_UNSET", value), ENV_NOT_SET);
+    EXPECT_EQ(value, "");
+
+    ASSERT_EQ(WEnv::WPutEnv("PLINTH_T_EMPTY", ""), 0);
+    value = "stale";
+    EXPECT_EQ(WEnv::WGetEnv("PLINTH_T_EMPTY", value), ENV_NO_VALUE);
+    EXPECT_EQ(value, "");
+
+    ASSERT_EQ(WEnv::WPutEnv("PLINTH_T_SET", "a=b"), 0);
+    EXPECT_EQ(WEnv::WGetEnv("PLINTH_T_SET", value), ENV_OK);
+    EXPECT_EQ(value, "a=b");
+    WEnv::WClearEnv("PLINTH_T_SET");
+    EXPECT_EQ(WEnv::WGetEnv("PLINTH_T_SET", value), ENV_NOT_SET);
+    EXPECT_EQ(std::getenv("PLINTH_T_SET"), nullptr);  // removed, not emptied
+
+    EXPECT_EQ(WEnv::WPutEnv("", "x"), -1);
+  }
+}
+
+TEST(Environment, UnicodeValuesRoundTripThroughTheCurrentEncoding) {
+  SetMode(true);
+  std::string const value = "\xC3\xA4\xE2\x82\xAC";  // ä €
+  ASSERT_EQ(WEnv::WPutEnv("PLINTH_T_U", value), 0);
+  EXPECT_STREQ(std::getenv("PLINTH_T_U"), "\xE4\x80");  // the system sees MS1252
+  std::string back;
+  EXPECT_EQ(WEnv::WGetEnv("PLINTH_T_U", back), ENV_OK);
+  EXPECT_EQ(back, value);
+  EnvList list;
+  WEnv::WGetEnvList(list);
+  EXPECT_NE(std::find(list.begin(), list.end(), std::make_pair(std::string("PLINTH_T_U"), value)),
+            list.end());
+  // The legacy form reads the bytes as the system holds them.
+  EXPECT_EQ(WEnv::WGetEnvL("PLINTH_T_U", back), ENV_OK);
+  EXPECT_EQ(back, "\xE4\x80");
+}
+
+TEST(Environment, ListsSplitAtTheFirstEqualsAndAppend) {
+  SetMode(false);
+  ASSERT_EQ(WEnv::WPutEnvL("PLINTH_T_L", "x=y="), 0);
+  EnvList list;
+  WEnv::WGetEnvList(list);
+  WEnv::WGetEnvList(list);
+  EXPECT_EQ(CountOf(list, "PLINTH_T_L"), 2);
+  EXPECT_EQ(list.front(), list[list.size() / 2]);
+  EXPECT_NE(std::find(list.begin(), list.end(), std::make_pair(std::string("PLINTH_T_L"),
+                                                              std::string("x=y="))),
+            list.end());
+
+  // Before any wide use the wide list has nothing to walk.
+  EnvList wide;
+  WEnv::WGetEnvListU(wide);
+  EXPECT_TRUE(wide.empty());
+  std::string ignored;
+  WEnv::WGetEnvU("PLINTH_T_L", ignored);
+  WEnv::WGetEnvListU(wide);
+  EXPECT_EQ(CountOf(wide, "PLINTH_T_L"), 1);
+}
+
+TEST(Environment, AnAcceptedTextStaysValidAfterItIsReplaced) {
+  SetMode(false);
+  ASSERT_EQ(WEnv::WPutEnvL("PLINTH_T_KEEP", "first"), 0);
+  char const* first = std::getenv("PLINTH_T_KEEP");
+  ASSERT_EQ(WEnv::WPutEnvL("PLINTH_T_KEEP", "second"), 0);
+  WEnv::WClearEnvL("PLINTH_T_KEEP");
+  EXPECT_STREQ(first, "first");  // the address sanitizer sees a freed text
+}
