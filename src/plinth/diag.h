@@ -1,9 +1,8 @@
 // Diagnostics: the engine, its scopes and formatting objects, its output
 // files, the call stacks of threads, the control surface and its viewer's
-// control messages, and the version registry that the engine prints.
+// control messages.
 #pragma once
 
-#include "plinth/config/version_registry.h"
 #include "plinth/diag/diag_action.h"
 #include "plinth/diag/diag_control.h"
 #include "plinth/diag/diagstacks.h"
