@@ -8,7 +8,7 @@
 #include <memory>
 #include <string>
 
-#include "plinth/text_services.h"
+#include "plinth/config.h"
 
 namespace {
 void Check(bool ok) {

@@ -6,7 +6,7 @@
 #include <sstream>
 #include <string>
 
-#include "plinth/text_services.h"
+#include "plinth/config.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string text(reinterpret_cast<const char*>(data), size);

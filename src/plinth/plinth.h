@@ -9,4 +9,3 @@
 #include "plinth/message.h"
 #include "plinth/diag.h"
 #include "plinth/system.h"
-#include "plinth/text_services.h"

@@ -55,6 +55,12 @@ if(syms MATCHES "FormatStrings" OR NOT syms MATCHES "Logger::GetInstance")
   message(FATAL_ERROR "unexpected exported symbols")
 endif()
 
+# The installed viewer finds the installed library through its RUNPATH.
+run(${prefix}/bin/plinth-spy --help)
+if(NOT last_output MATCHES "usage: plinth-spy")
+  message(FATAL_ERROR "plinth-spy --help printed: ${last_output}")
+endif()
+
 set(ENV{PKG_CONFIG_PATH} ${prefix}/lib/pkgconfig)
 run(pkg-config --cflags --libs plinth)
 string(STRIP "${last_output}" flags)
