@@ -95,6 +95,7 @@ TEST(OsCountingSemaphore, ATakerThatSpinsOrSleepsGetsEveryUnit) {
   std::this_thread::sleep_for(200ms);
   items.unlock(1);
   std::this_thread::sleep_for(200ms);
+  EXPECT_FALSE(finished.load()) << "took six units of four";
   items.unlock(2);
   const bool got = Becomes(finished);
   EXPECT_TRUE(got);
