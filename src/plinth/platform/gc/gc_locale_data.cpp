@@ -35,9 +35,9 @@ int WindowsCodePage(const char* alias) {
   return ec == std::errc() && stop == end && number > 0 ? number : 0;
 }
 
-// The standard name of a converter: IANA's, else MIME's, else ICU's own.
+// The standard name of a converter: MIME's, else IANA's, else ICU's own.
 std::string StandardName(const char* converter) {
-  for (const char* standard : {"IANA", "MIME"}) {
+  for (const char* standard : {"MIME", "IANA"}) {
     UErrorCode status = U_ZERO_ERROR;
     const char* name = ucnv_getStandardName(converter, standard, &status);
     if (U_SUCCESS(status) && name && *name) return name;
@@ -60,8 +60,9 @@ const Listing& TheListing() {
       UErrorCode status = U_ZERO_ERROR;
       for (uint16_t a = 0, aliases = ucnv_countAliases(converter, &status); U_SUCCESS(status) && a < aliases; ++a)
         if (int number = WindowsCodePage(ucnv_getAlias(converter, a, &status))) codePages.insert(number);
+      // A dot would read as "language.encoding" in a locale name.
       std::string name = StandardName(converter);
-      if (seen.insert(name).second) standard.push_back(std::move(name));
+      if (name.find('.') == std::string::npos && seen.insert(name).second) standard.push_back(std::move(name));
     }
     for (int number : codePages) out->emplace_back(GC_LOCALE_ENCODING, "MS" + std::to_string(number));
     for (std::string& name : standard) out->emplace_back(GC_LOCALE_ENCODING, std::move(name));
