@@ -4,7 +4,7 @@
 set -euo pipefail
 
 plinth_packages=(cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev
-  libbenchmark-dev libicu-dev libpcre2-dev)
+  libbenchmark-dev libicu-dev libpcre2-dev libunwind-dev libdw-dev)
 
 plinth_install_missing() {
   local missing=()
