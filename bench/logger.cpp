@@ -73,6 +73,19 @@ void BM_BareWriteRing(benchmark::State& state) {
 }
 BENCHMARK(BM_BareWriteRing);
 
+// The lock the Logger holds around each call on a destination, taken and
+// left with nobody else wanting it: its share of BM_SequentialDest's line.
+void BM_DestCallLock(benchmark::State& state) {
+  dst_aux::CallLock lock;
+  for (auto _ : state) {
+    lock.m_Mutex.lock();
+    benchmark::ClobberMemory();
+    lock.m_Mutex.unlock();
+  }
+  state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(BM_DestCallLock);
+
 void BM_SequentialDest(benchmark::State& state) {
   Logger* logger = InitLogger();
   LoggerParams p;

@@ -9,6 +9,7 @@
 #include "plinth/platform/os/os_mutex.h"
 #include "plinth/platform/os/os_path.h"
 #include "plinth/platform/os/os_regexp.h"
+#include "plinth/platform/os/os_stream.h"
 #include "plinth/platform/os/os_thread.h"
 #include "plinth/platform/os/os_time.h"
 #include "plinth/platform/os/os_tokenizer.h"

@@ -6,6 +6,7 @@
 
 #include "plinth/config/auto_edit_string.h"
 #include "plinth/platform/os/os_time.h"
+#include "plinth/platform/os/os_clock_hooks.h"
 
 namespace {
 

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "logger/logger_fixture.h"
+#include "plinth/platform/os/os_clock_hooks.h"
 
 namespace plinth_test {
 

@@ -1,5 +1,7 @@
+#include <sys/resource.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <regex>
 #include <thread>
 
@@ -120,6 +122,23 @@ TEST_F(LoggerTest, FailedWriteReportsTextAndCallsBackUpToNul) {
   EXPECT_NE(Emergency().find("Failed to WRITETODEST : again\n"), std::string::npos);
 }
 
+TEST_F(LoggerTest, AShortWriteLeavesNoFragmentBeforeTheNextLine) {
+  // The file may grow to 12 bytes: the second line gets 1 of its 4 in.
+  ASSERT_EQ(Create(Sequential("small")), 0u);
+  signal(SIGXFSZ, SIG_IGN);
+  rlimit old{};
+  ASSERT_EQ(getrlimit(RLIMIT_FSIZE, &old), 0);
+  rlimit small = old;
+  small.rlim_cur = 12;
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &small), 0);
+  EXPECT_FALSE(logger->writeDest("sequential_files", "0123456789\n", 0, 0));
+  EXPECT_FALSE(logger->writeDest("sequential_files", "cut\n", 0, 0));
+  ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &old), 0);
+  EXPECT_FALSE(logger->writeDest("sequential_files", "next\n", 0, 0));
+  EXPECT_EQ(ReadFile(dir / "small.txt"), "0123456789\nnext\n");
+  EXPECT_EQ(CallbackTexts(), std::vector<std::string>{"cut\n"});
+}
+
 TEST_F(LoggerTest, EmergencyFallsBackToStandardErrorWithoutDirectory) {
   Logger::Destroy();
   logger = Logger::GetInstance();
@@ -140,19 +159,15 @@ TEST(LoggerEmptyPath, EmergencyFileLiesInTheRootDirectory) {
   Logger::Destroy();
 }
 
-TEST_F(LoggerTest, ClientsOnSeveralThreadsShareTheTable) {
-  // One client writes through its own lock while another creates and
-  // removes destinations of its own: the table is the Logger's to guard.
+TEST_F(LoggerTest, ClientsOnSeveralThreadsShareTheTableAndADestination) {
+  // Four clients write to one ring with no lock of their own while another
+  // creates and removes destinations: the Logger guards both.
   ASSERT_EQ(Create(Cyclic("ring", 4, 500)), 0u);
   ASSERT_EQ(logger->openDest("cyclic_files"), 1u);
-  std::mutex clientLock;
   std::vector<std::thread> threads;
   for (int t = 0; t < 4; ++t)
     threads.emplace_back([&] {
-      for (int i = 0; i < 500; ++i) {
-        std::lock_guard<std::mutex> guard(clientLock);
-        logger->writeDest("cyclic_files", "line\n", 0, 0);
-      }
+      for (int i = 0; i < 500; ++i) logger->writeDest("cyclic_files", "line\n", 0, 0);
     });
   threads.emplace_back([&] {
     for (int i = 0; i < 200; ++i) {
@@ -163,11 +178,33 @@ TEST_F(LoggerTest, ClientsOnSeveralThreadsShareTheTable) {
     }
   });
   for (auto& t : threads) t.join();
-  size_t lines = 0;
+  // Four whole files of 500 lines: rotation never lost count.
+  size_t files = 0;
   for (const std::string& n : dir.names())
-    if (n.rfind("ring.", 0) == 0) lines += ReadFile(dir / n).size() / 5;
-  EXPECT_EQ(lines, 2000u);
+    if (n.rfind("ring.", 0) == 0) {
+      EXPECT_EQ(ReadFile(dir / n).size(), 500u * 5) << n;
+      ++files;
+    }
+  EXPECT_EQ(files, 4u);
   EXPECT_TRUE(CallbackTexts().empty());
+}
+
+TEST(LoggerLifeCycle, TwoClientsInitialiseAtOnceAndTheFirstWins) {
+  Logger::Destroy();
+  TempDir a, b;
+  std::thread other([&] {
+    Logger::InitParams init;
+    init.InsertString("path", a.path());
+    Logger::GetInstance()->initLogger(init, nullptr);
+  });
+  Logger::InitParams init;
+  init.InsertString("path", b.path());
+  Logger::GetInstance()->initLogger(init, nullptr);
+  other.join();
+  const std::string& path = Logger::GetInstance()->m_sLogPath;
+  EXPECT_TRUE(path == a.path() || path == b.path()) << path;
+  EXPECT_EQ(Logger::GetInstance()->GetEmergencyFileName().rfind(path + "/OrbLogEmergencyFile.", 0), 0u);
+  Logger::Destroy();
 }
 
 TEST(LoggerLifeCycle, ExitLoggerAndInitLoggerRebuildTheSingletons) {

@@ -1,6 +1,8 @@
 // The catalogue: reading the message file, the default entry, look-ups and
 // the logical names. Each test runs in a process of its own.
 #include <gtest/gtest.h>
+
+#include <climits>
 #include <sys/stat.h>
 
 #include <thread>
@@ -142,12 +144,14 @@ TEST(OCMessageMgr, RecordsOutsideTheFormatFailTheLoadInOrder) {
 TEST(OCMessageMgr, RepeatedAndNonNumericNumbersKeepTheFirstEntry) {
   Load load(kOrderLine +
             "P 5 S FIRST T S 1 1 [first]\nP 5 S SECOND T S 1 1 [second]\n"
-            "P abc S NOT_A_NUMBER T S 1 1 [zero]\nP 0 S ZERO T S 1 1 [zero]\n");
+            "P abc S NOT_A_NUMBER T S 1 1 [zero]\nP 0 S ZERO T S 1 1 [zero]\n"
+            "P 99999999999 S HUGE T S 1 1 [held at the limit]\n");
   ASSERT_TRUE(load.ok);
-  EXPECT_EQ(TableSize(), 2u);
+  EXPECT_EQ(TableSize(), 3u);
+  EXPECT_EQ(Get(INT_MAX).getDescription(), "held at the limit\n");
   EXPECT_EQ(Get(5).getDescription(), "first\n");
   EXPECT_EQ(Get(0).getTitle(), "General");
-  const std::string header = "FIRST,\nSECOND,\nNOT_A_NUMBER,\nZERO\n";
+  const std::string header = "FIRST,\nSECOND,\nNOT_A_NUMBER,\nZERO,\nHUGE\n";
   EXPECT_EQ(Mgr()->generate_msg_header(load.error), header);
   EXPECT_EQ(Mgr()->generate_msg_header(load.error), header);
 }

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "common/temp_dir.h"
+#include "plinth/platform/os/os_clock_hooks.h"
 #include "plinth/plinth.h"
 
 namespace plinth_test {

@@ -1,10 +1,13 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
+#include <climits>
 #include <cstdlib>
 
 #include "common/temp_dir.h"
+#include "plinth/platform/os/os_clock_hooks.h"
 #include "plinth/platform.h"
+#include "plinth/platform/numbers.h"
 
 using namespace plinth_test;
 
@@ -75,4 +78,30 @@ TEST(OsTime, ClockMovesAndFormatsInLocalTime) {
   EXPECT_EQ((os_time_and_date::now() - before).to_days(), 3);
   os_clock::set_offset_us(0);
   EXPECT_LT((os_time_and_date::now() - before).to_seconds(), 5);
+}
+
+TEST(Numbers, ReadAsAtoiReadsButHeldAtTheLimits) {
+  constexpr long long kMax = LLONG_MAX, kMin = LLONG_MIN;
+  const struct {
+    const char* text;
+    bool digits;
+    long long value;
+    int asInt;
+  } cases[] = {
+      {" \t\n42x", true, 42, 42},        {"+3", true, 3, 3},
+      {"-7", true, -7, -7},                {"abc", false, 0, 0},
+      {"-", false, 0, 0},                  {"", false, 0, 0},
+      {"3000000000", true, 3000000000, INT_MAX},
+      {"-3000000000", true, -3000000000, INT_MIN},
+      {"9223372036854775807", true, kMax, INT_MAX},
+      {"-9223372036854775808", true, kMin, INT_MIN},
+      {"99999999999999999999", true, kMax, INT_MAX},
+      {"-99999999999999999999", true, kMin, INT_MIN},
+  };
+  for (const auto& c : cases) {
+    long long value = 1;
+    EXPECT_EQ(plinth::platform::read_integer(c.text, value), c.digits) << c.text;
+    EXPECT_EQ(value, c.value) << c.text;
+    EXPECT_EQ(plinth::platform::read_int(c.text), c.asInt) << c.text;
+  }
 }

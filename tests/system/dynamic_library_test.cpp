@@ -38,8 +38,12 @@ TEST(DynamicLibrary, CacheSlotsKeepTheirFirstLookUp) {
   // A failed look-up stands for the slot, even under a good name.
   EXPECT_EQ(lib.GetProcAddrCached("no_such_symbol", 0), nullptr);
   EXPECT_EQ(lib.GetProcAddrCached("plugin_origin", 0), nullptr);
-  // The slot decides, not the name.
+  // The slot decides, not the name; an ordinal is a slot like any other.
   EXPECT_EQ(lib.GetProcAddrCached("plugin_counter", 3), lib.GetProcAddr("plugin_origin"));
+  EXPECT_EQ(lib.GetProcAddrCached(3), lib.GetProcAddr("plugin_origin"));
+  EXPECT_EQ(lib.GetProcAddrCached(5), nullptr);
+  EXPECT_EQ(lib.GetProcAddrCached("plugin_origin", 5), nullptr);
+  EXPECT_EQ(lib.GetProcAddrCached(-1), nullptr);
   // After Unload and a new Load the cache starts empty.
   lib.Unload();
   ASSERT_TRUE(lib.Load(kPlugin, 0));

@@ -127,9 +127,9 @@ int DbgBuffer::Print(const char* file) {
   const int fd = plinth::platform::raw_open_append(file, kFilePermissions);
   if (fd < 0) return kCannotOpen;
   int result = kDone;
-  // After wrapping, the oldest text begins behind the zero byte at the
-  // cursor; the zero itself stays out of the file, which is text.
-  if (m_bWrapped) result = WriteRange(fd, m_pCursor + 1, m_pEnd);
+  // After wrapping, the part from the cursor to the end comes first, the
+  // zero byte at the cursor included.
+  if (m_bWrapped) result = WriteRange(fd, m_pCursor, m_pEnd);
   if (result == kDone) result = WriteRange(fd, m_pDataStart, m_pCursor);
   if (!plinth::platform::raw_close(fd)) result = kWriteFailed;
   return result;
@@ -154,8 +154,7 @@ int DbgBuffer::Copy(const DbgBuffer& other) {
   if (result != kDone) return result;
   if (!other.IsEnabled()) return kDone;
   // The same text in time order, as Print gives it.
-  if (other.m_bWrapped)
-    WriteMsg(other.m_pCursor + 1, static_cast<unsigned>(other.m_pEnd - other.m_pCursor - 1));
+  if (other.m_bWrapped) WriteMsg(other.m_pCursor, static_cast<unsigned>(other.m_pEnd - other.m_pCursor));
   WriteMsg(other.m_pDataStart, static_cast<unsigned>(other.m_pCursor - other.m_pDataStart));
   return kDone;
 }

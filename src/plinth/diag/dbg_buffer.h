@@ -8,6 +8,8 @@
 // Failures are result codes (see the constants below); nothing throws.
 #pragma once
 
+#include "plinth/plinth_export.h"
+
 #include <atomic>
 #include <cstddef>
 
@@ -15,7 +17,7 @@
 // the "ZLT_BUFFER_" and "BEGIN" markers.
 struct MemoryBuffer;
 
-class DbgBuffer {
+class PLINTH_API DbgBuffer {
 public:
   // Result codes of the buffer operations.
   static constexpr int kDone = 1;

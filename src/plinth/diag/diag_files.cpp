@@ -56,18 +56,18 @@ bool TDiag::CreateDestinations() {
   // unbuffered whatever it says.
   dest->m_nFlushSize = static_cast<uint32_t>(m_nFlushSize);
   dest->m_nMode = m_nFlushFlags | kLoggerModeFlag;
-  dest->Open();
+  m_pLogger->openDest(m_sDestName);
   return true;
 }
 
+// Through the Logger, which holds the destination's lock for the call.
 bool TDiag::OpenLogFile() {
-  LoggerBaseDestination* dest = m_sDestName.empty() ? nullptr : m_pLogger->getDest(m_sDestName);
-  return !dest || dest->Open() != 0;
+  if (m_sDestName.empty() || !m_pLogger->getDest(m_sDestName)) return true;
+  return m_pLogger->openDest(m_sDestName) != 0;
 }
 
 void TDiag::CloseLogFile() {
-  if (m_sDestName.empty()) return;
-  if (LoggerBaseDestination* dest = m_pLogger->getDest(m_sDestName)) dest->Close();
+  if (!m_sDestName.empty()) m_pLogger->closeDest(m_sDestName);
 }
 
 void TDiag::SetOutPutBufferingMode(long size) {

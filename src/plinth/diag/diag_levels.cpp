@@ -2,12 +2,13 @@
 // and the getters and setters that change levels while the process runs.
 #include <climits>
 #include <cstring>
-#include <fstream>
 #include <limits>
 #include <string_view>
 
 #include "plinth/diag/tdiag.h"
+#include "plinth/platform/numbers.h"
 #include "plinth/platform/os/os_file.h"
+#include "plinth/platform/os/os_stream.h"
 
 namespace {
 // Longest line of a levels file; longer lines are skipped whole.
@@ -20,39 +21,17 @@ constexpr int kLargestPool = 4096;
 bool IsSeparator(char c) { return c == ' ' || c == '=' || c == '\t'; }
 bool IsCSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
-// Reads an integer the way atoi and atol do: leading white space, a sign,
-// digits, anything else ends it. Saturates instead of overflowing. False
-// when no digit was found.
-bool ReadInteger(std::string_view text, long long& value) {
-  size_t i = 0;
-  while (i < text.size() && IsCSpace(text[i])) ++i;
-  bool negative = false;
-  if (i < text.size() && (text[i] == '+' || text[i] == '-')) negative = text[i++] == '-';
-  const size_t first = i;
-  long long n = 0;
-  constexpr long long kLimit = std::numeric_limits<long long>::max() / 10 - 1;
-  for (; i < text.size() && text[i] >= '0' && text[i] <= '9'; ++i)
-    if (n < kLimit) n = n * 10 + (text[i] - '0');
-  value = negative ? -n : n;
-  return i > first;
-}
-
-int AtoI(std::string_view text) {
-  long long value = 0;
-  ReadInteger(text, value);
-  if (value > INT_MAX) return INT_MAX;
-  if (value < INT_MIN) return INT_MIN;
-  return static_cast<int>(value);
-}
+using plinth::platform::read_int;
+using plinth::platform::read_integer;
 
 // Both levels of a level value; false when it holds no digit from 0 to 7.
 bool ParseLevels(std::string_view text, unsigned& debugLevel, unsigned& bufferLevel) {
   const size_t digit = text.find_first_of("01234567");
   if (digit == std::string_view::npos) return false;
-  debugLevel = static_cast<unsigned>(AtoI(text.substr(digit)));
+  debugLevel = static_cast<unsigned>(read_int(text.substr(digit)));
   const size_t separator = text.find_first_of(" =\t");
   if (separator != std::string_view::npos && separator != 0)
-    bufferLevel = static_cast<unsigned>(AtoI(text.substr(separator + 1)));
+    bufferLevel = static_cast<unsigned>(read_int(text.substr(separator + 1)));
   else
     bufferLevel = debugLevel;
   return true;
@@ -109,7 +88,7 @@ Keyword KeywordOf(std::string_view key) {
 
 // ---- reading the levels file ----
 
-bool TDiag::OpenLvlsFile(std::ifstream& file) {
+bool TDiag::OpenLvlsFile(os_ifstream& file) {
   const std::string prefix = m_sIniPath.empty() ? std::string() : m_sIniPath + "/";
   const std::string name = m_pOutputFileName ? m_pOutputFileName : "";
   std::string candidates[3];
@@ -120,22 +99,20 @@ bool TDiag::OpenLvlsFile(std::ifstream& file) {
     // A directory, pipe or device under the name is no levels file: a pipe
     // would block the open, a device might never end.
     if (!os_file_system::is_regular_file(candidate)) continue;
-    file.open(candidate, std::ios::in | std::ios::binary);
-    if (file.is_open()) return true;
-    file.clear();
+    if (file.open(candidate)) return true;
   }
   return false;
 }
 
 bool TDiag::ReadLevelsFile(bool keywordsOnly) {
-  std::ifstream file;
+  os_ifstream file;
   if (!OpenLvlsFile(file)) return false;
   ReadLevelsStream(file, true, !keywordsOnly);
   return true;
 }
 
 bool TDiag::ReadAnotherLevelsFile() {
-  std::ifstream file;
+  os_ifstream file;
   if (!OpenLvlsFile(file)) return false;
   ReadLevelsStream(file, false, true);
   return true;
@@ -186,26 +163,26 @@ void TDiag::ProcessKeyword(std::string& key, std::string& value) {
       return;
     }
     case kEnable:
-      SetDiagEnabled(AtoI(value) == 1);
+      SetDiagEnabled(read_int(value) == 1);
       return;
     case kIsCyclic:
-      m_bIsCyclic = AtoI(value) != 0;
+      m_bIsCyclic = read_int(value) != 0;
       return;
     case kNumOfFiles:
-      m_nNumOfCyclic = static_cast<unsigned>(AtoI(value));
+      m_nNumOfCyclic = static_cast<unsigned>(read_int(value));
       return;
     case kNumOfMessages:
-      m_nPrintsPerFile = static_cast<unsigned>(AtoI(value));
+      m_nPrintsPerFile = static_cast<unsigned>(read_int(value));
       return;
     case kIgnoreMinimum:
-      m_bIgnoreMinimum.store(AtoI(value) != 0, std::memory_order_relaxed);
+      m_bIgnoreMinimum.store(read_int(value) != 0, std::memory_order_relaxed);
       return;
     case kIsBuffer:
-      m_bBufferWanted.store(AtoI(value) == 1, std::memory_order_relaxed);
+      m_bBufferWanted.store(read_int(value) == 1, std::memory_order_relaxed);
       return;
     case kMemBufferSize: {
       long long sizeKB = 0;
-      ReadInteger(value, sizeKB);
+      read_integer(value, sizeKB);
       // Below zero means the default size; above the largest block, the largest.
       if (sizeKB < 0) sizeKB = 0;
       if (sizeKB > UINT_MAX) sizeKB = UINT_MAX;
@@ -224,29 +201,29 @@ void TDiag::ProcessKeyword(std::string& key, std::string& value) {
       }
       return;
     case kNumOfFormatObjects: {
-      int size = AtoI(value);
+      int size = read_int(value);
       if (size < kSmallestPool) size = kSmallestPool;
       if (size > kLargestPool) size = kLargestPool;
       m_nPoolSize = size;
       return;
     }
     case kPrintLevelMaps:
-      m_bPrintLevelMaps = AtoI(value) == 1;
+      m_bPrintLevelMaps = read_int(value) == 1;
       return;
     case kIsPIDUsed:
-      m_bIsPIDUsed = AtoI(value) == 1;
+      m_bIsPIDUsed = read_int(value) == 1;
       return;
     case kFlushBufferSize:
-      SetOutPutBufferingMode(AtoI(value));
+      SetOutPutBufferingMode(read_int(value));
       return;
     case kPrintVersions:
       m_bPrintVersions = true;
       return;
     case kRetainDays:
-      m_nRetainDays = static_cast<unsigned>(AtoI(value));
+      m_nRetainDays = static_cast<unsigned>(read_int(value));
       return;
     case kApplyCleanup:
-      m_bApplyCleanup = AtoI(value) == 1;
+      m_bApplyCleanup = read_int(value) == 1;
       return;
   }
 }
@@ -257,7 +234,7 @@ void TDiag::ProcessToken(std::string& key, std::string& value) {
   const bool haveLevels = ParseLevels(value, debugLevel, bufferLevel);
   if (key[0] == '&') {
     long long index = 0;
-    if (!ReadInteger(std::string_view(key).substr(1), index)) return;
+    if (!read_integer(std::string_view(key).substr(1), index)) return;
     if (index >= static_cast<long long>(kContextCount)) {
       SayToFile("TDiag::ProcessToken", "Invalid Context Id was specified in INI file");
       return;

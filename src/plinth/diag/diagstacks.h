@@ -10,6 +10,7 @@
 #include <map>
 #include <mutex>
 
+#include "plinth/plinth_export.h"
 #include "plinth/platform/os/os_event_semaphore.h"
 #include "plinth/platform/os/os_read_write_semaphore.h"
 
@@ -20,7 +21,7 @@ class FormatObj;
 // meet a half-finished push or a thread that has just ended, and must never
 // follow a pointer into freed memory. A record whose thread ended goes back
 // to a free list and serves the next new thread.
-class DiagStackRecord {
+class PLINTH_API DiagStackRecord {
 public:
   static constexpr unsigned kInlineDepth = 50;
   static constexpr unsigned kChunkDepth = 64;
@@ -56,13 +57,13 @@ private:
 
 // One for each thread that has entered a scope: its call chain and its own
 // FormatObj, so that threads don't queue for a stream.
-struct DiagTlsObj {
+struct PLINTH_API DiagTlsObj {
   unsigned long m_hThread = 0;  // the thread's handle at creation; kept, not used
   DiagStackRecord* m_pStack = nullptr;  // borrowed from the DiagStacks' records
   FormatObj* m_pFormatObj = nullptr;    // owned
 };
 
-class DiagStacks {
+class PLINTH_API DiagStacks {
 public:
   DiagStacks();
   virtual ~DiagStacks();

@@ -9,12 +9,13 @@
 #include <sstream>
 #include <string>
 
+#include "plinth/plinth_export.h"
 #include "plinth/platform/os/os_critical_section.h"
 
 // One static pair for each source file. The engine keeps a pointer to it and
 // may change it at any time, so every access goes through DbgLevelLoad and
 // DbgLevelStore. Levels run from 0 to 7.
-struct DbgLevels {
+struct PLINTH_API DbgLevels {
   unsigned m_nDebugLevel = 0;
   unsigned m_nBufferLevel = 0;
 };
@@ -27,7 +28,7 @@ inline void DbgLevelStore(unsigned& word, unsigned value) noexcept {
 }
 
 // One line: where it comes from, its level, and where it goes.
-struct DiagLocalData {
+struct PLINTH_API DiagLocalData {
   const char* m_pFile;      // as the compiler gives it; not owned
   const char* m_pFunction;  // not owned
   unsigned m_nLevel;
@@ -36,7 +37,7 @@ struct DiagLocalData {
   bool m_bToBuffer;
 };
 
-class FormatObj {
+class PLINTH_API FormatObj {
 public:
   FormatObj() = default;
   FormatObj(const FormatObj&) = delete;

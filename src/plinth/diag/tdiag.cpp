@@ -121,9 +121,43 @@ TDiag* TDiag::Instance() {
   return diag;
 }
 
+namespace {
+// Engines that Destroy retired. Threads that passed a level test just before
+// exit_diag may still be writing through the engine, so its memory stays
+// until the process ends; held here, it is no leak to the sanitizers.
+std::atomic<TDiag*> g_retiredEngines[8];
+}  // namespace
+
 void TDiag::Destroy() {
   m_eState.store(eDestroyed, std::memory_order_relaxed);
-  delete m_pTheObject.exchange(nullptr);
+  TDiag* diag = m_pTheObject.exchange(nullptr);
+  if (!diag) return;
+  diag->Retire();
+  for (std::atomic<TDiag*>& slot : g_retiredEngines) {
+    TDiag* empty = nullptr;
+    if (slot.compare_exchange_strong(empty, diag)) break;
+  }
+}
+
+void TDiag::Retire() {
+  // Under the engine lock, so a line being written finishes first; lines
+  // after it find no destination and no buffer.
+  os_lock_guard guard(m_CritSect);
+  m_bEnabled.store(false, std::memory_order_relaxed);
+  m_bBufferWanted.store(false, std::memory_order_relaxed);
+  m_sDestName.clear();
+  m_MemBuffer.Destroy();
+}
+
+FormatObj* TDiag::CurrentFormatObj() {
+  if (TDiag* diag = m_pTheObject.load(std::memory_order_acquire)) return diag->GetFormatObj();
+  return SpareFormatObj();
+}
+
+FormatObj* TDiag::SpareFormatObj() {
+  // Never freed, so a line that raced exit_diag can still take it.
+  static FormatObj* const spare = new FormatObj;
+  return spare;
 }
 
 void exit_diag() {
@@ -279,14 +313,15 @@ void TDiag::PrintMsg(const std::string& text, const char* file, const char* func
   char stamp[24];
   _SYSTEMTIME now;
   FormatTime(stamp, sizeof stamp, now);
-  char buffer[kMaxPrintMsgLine + 1];
-  LineBuilder line(buffer, kMaxPrintMsgLine - 1);
+  char buffer[kMaxPrintMsgLine];
+  // The line end counts towards the limit: a cut line has none, and the next
+  // line follows it directly. A cut line stays out of the buffer.
+  LineBuilder line(buffer, kMaxPrintMsgLine);
   line.Text(stamp);
   AppendLineBody(line, static_cast<unsigned>(level), file, function, IsMainThread(), text.c_str());
-  buffer[line.size()] = '\n';
-  // A cut line stays out of the buffer.
+  line.Char('\n');
   const DiagLocalData data{file, function, static_cast<unsigned>(level), context, toLog, toBuffer && !line.overflowed()};
-  WriteLine(buffer, line.size() + 1, data, now, text.c_str());
+  WriteLine(buffer, line.size(), data, now, text.c_str());
 }
 
 void TDiag::WriteLine(const char* composed, size_t length, const DiagLocalData& data, const _SYSTEMTIME& time,
@@ -413,5 +448,6 @@ TDiagFunc::~TDiagFunc() {
 
 FormatObj* TDiagFunc::GetThreadFormatObj() {
   if (m_pTlsObj) return m_pTlsObj->m_pFormatObj;
-  return TDiag::m_pTheObject.load(std::memory_order_relaxed)->GetFormatObjFromPool();
+  TDiag* diag = TDiag::m_pTheObject.load(std::memory_order_acquire);
+  return diag ? diag->GetFormatObjFromPool() : TDiag::SpareFormatObj();
 }

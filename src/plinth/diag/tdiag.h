@@ -18,6 +18,7 @@
 #include <string>
 #include <vector>
 
+#include "plinth/plinth_export.h"
 #include "plinth/diag/dbg_buffer.h"
 #include "plinth/diag/diagstacks.h"
 #include "plinth/diag/format_obj.h"
@@ -25,8 +26,9 @@
 #include "plinth/platform/os/os_critical_section.h"
 
 class Logger;
+class os_ifstream;
 
-class TDiag {
+class PLINTH_API TDiag {
 public:
   enum LifeCycle { eNotCreated = 0, eCreated = 1, eInitialized = 2, eDestroyed = 3 };
   // What EnableStacks and DisableStacks are asked to change.
@@ -43,6 +45,8 @@ public:
 
   // ---- life cycle ----
   static TDiag* Instance();
+  // Ends the engine: Instance throws from then on. The object is retired,
+  // not freed (see Retire), so a line racing the end is lost, never a crash.
   static void Destroy();
   static bool IsAlive() {
     const LifeCycle s = m_eState.load(std::memory_order_relaxed);
@@ -51,6 +55,10 @@ public:
   static bool IsInitialized() { return m_eState.load(std::memory_order_relaxed) == eInitialized; }
   bool isValid() const { return IsInitialized(); }
   static TDiag& GetObjectAndVerifyMainThread(const char* file, const char* function);
+  // The calling thread's FormatObj, or after exit_diag a spare one whose
+  // lines go nowhere.
+  static FormatObj* CurrentFormatObj();
+  static FormatObj* SpareFormatObj();
   void Initialize(const std::string& logPath, const std::string& iniPath, const std::string& logicalName);
 
   // ---- registration ----
@@ -265,7 +273,7 @@ protected:
   void CloseLogFile();
   void SetOutPutBufferingMode(long size);
 
-  bool OpenLvlsFile(std::ifstream& file);
+  bool OpenLvlsFile(os_ifstream& file);
   bool ReadLevelsFile(bool keywordsOnly);
   bool ReadAnotherLevelsFile();
   bool IsKeyword(const std::string& key) const;
@@ -288,6 +296,8 @@ protected:
 
 private:
   static std::string DumpAppInfoIntoDiag(void* diag);
+  // What Destroy does instead of deleting: no file, no buffer, no line.
+  void Retire();
   bool IsMainThread() const;
   // Writes a composed line under the engine lock to where data says.
   // data says where it goes; the viewer gets the text and the time apart.
@@ -308,21 +318,21 @@ private:
 };
 
 // Registers a source file and its levels while the module loads.
-class TDiagRegister {
+class PLINTH_API TDiagRegister {
 public:
   TDiagRegister(const char* file, DbgLevels* levels) { TDiag::Instance()->RegisterFile(file, levels); }
 };
 
 // Sets the base name of the process's diagnostic files; the text must live
 // as long as the engine.
-class TDiagSetFileName {
+class PLINTH_API TDiagSetFileName {
 public:
   explicit TDiagSetFileName(const char* name) { TDiag::Instance()->SetOutputFileName(name); }
 };
 
 // The scope of one traced function call: enters the name in the thread's
 // call chain and prints "Exit" at level 7 when it ends.
-class TDiagFunc {
+class PLINTH_API TDiagFunc {
 public:
   TDiagFunc(const char* file, DbgLevels* levels, const char* function);
   ~TDiagFunc();
@@ -338,11 +348,11 @@ public:
 };
 
 // Destroys the engine; Instance throws from then on.
-void exit_diag();
+PLINTH_API void exit_diag();
 
 // Holds a FormatObj locked while one line is written to its stream. A line
 // whose text throws is thrown away, not half printed.
-class TDiagLine {
+class PLINTH_API TDiagLine {
 public:
   TDiagLine(FormatObj* object, const char* file, const char* function, unsigned level, bool toLog,
             bool toBuffer)
@@ -358,9 +368,12 @@ public:
   TDiagLine& operator=(const TDiagLine&) = delete;
 
   std::ostream& stream() { return m_pObject->m_Stream; }
+  // After exit_diag the line is dropped.
   void flush() {
-    TDiag::m_pTheObject.load(std::memory_order_relaxed)->flush(m_pObject);
-    m_bFlushed = true;
+    if (TDiag* diag = TDiag::m_pTheObject.load(std::memory_order_acquire)) {
+      diag->flush(m_pObject);
+      m_bFlushed = true;
+    }
   }
 
 private:
@@ -402,7 +415,6 @@ private:
   PLINTH_DIAG_WRITE(plinth_diag_levels_, plinth_diag_func_.m_pFile, plinth_diag_func_.m_pFunction, \
                     (level), plinth_diag_func_.GetThreadFormatObj(), message_expr)
 
-#define PLINTH_DIAG_AT(function, level, message_expr)                                     \
-  PLINTH_DIAG_WRITE(plinth_diag_levels_, __FILE__, (function), (level),                    \
-                    ::TDiag::m_pTheObject.load(std::memory_order_relaxed)->GetFormatObj(), \
-                    message_expr)
+#define PLINTH_DIAG_AT(function, level, message_expr)                  \
+  PLINTH_DIAG_WRITE(plinth_diag_levels_, __FILE__, (function), (level), \
+                    ::TDiag::CurrentFormatObj(), message_expr)

@@ -4,11 +4,13 @@
 // what() never allocates: the sentence is composed once when it is built.
 #pragma once
 
+#include "plinth/plinth_export.h"
+
 #include <exception>
 #include <iosfwd>
 #include <string>
 
-class QLNError : public std::exception {
+class PLINTH_API QLNError : public std::exception {
 public:
   // An empty message with code and severity 0 reads "No error"; an empty
   // where reads "unknown" and drops the line.
@@ -50,7 +52,7 @@ std::ostream& operator<<(std::ostream& out, const QLNError& error);
 
 // A broken internal assumption: code 1, severity 12, message prefixed by
 // "Logical Error: ".
-class QLNLogicalError : public QLNError {
+class PLINTH_API QLNLogicalError : public QLNError {
 public:
   QLNLogicalError(const std::string& message, const std::string& where, long line);
   QLNLogicalError(const QLNLogicalError&) = default;

@@ -9,40 +9,41 @@
 #include <array>
 #include <string>
 
+#include "plinth/plinth_export.h"
 #include "plinth/platform/os/os_time.h"
 
 namespace i18n_aux {
 
 // Simple case mapping of Windows-1252, indexed by the unsigned byte.
-extern const std::array<int, 256> LowerCaseTable;
-extern const std::array<int, 256> UpperCaseTable;
+extern PLINTH_API const std::array<int, 256> LowerCaseTable;
+extern PLINTH_API const std::array<int, 256> UpperCaseTable;
 // 1 for the bytes that end a word, 0 for the others.
-extern const std::array<int, 256> WordSeperatorTable;
+extern PLINTH_API const std::array<int, 256> WordSeperatorTable;
 
-std::string ToLower(std::string const& text);
-std::string ToLowerL(std::string const& text);
-void ToLower2(std::string& text);
-void ToLower2L(std::string& text);
-std::string ToUpper(std::string const& text);
-void ToUpper2(std::string& text);
+PLINTH_API std::string ToLower(std::string const& text);
+PLINTH_API std::string ToLowerL(std::string const& text);
+PLINTH_API void ToLower2(std::string& text);
+PLINTH_API void ToLower2L(std::string& text);
+PLINTH_API std::string ToUpper(std::string const& text);
+PLINTH_API void ToUpper2(std::string& text);
 // A byte's entry; a signed char's negative value counts as its byte. Other
 // values give 255.
-int ToLowerL(int c);
-int ToUpperL(int c);
+PLINTH_API int ToLowerL(int c);
+PLINTH_API int ToUpperL(int c);
 
 // Orders as both texts mapped to upper case would, bytes unsigned, the
 // shorter first on a common prefix. Only the sign has a meaning.
-int cmp_nocase(std::string const& a, std::string const& b);
+PLINTH_API int cmp_nocase(std::string const& a, std::string const& b);
 // An equality test despite the name: true when both are equal ignoring case.
-bool StrCmpI(std::string const& a, std::string const& b);
+PLINTH_API bool StrCmpI(std::string const& a, std::string const& b);
 // 0 for a null pointer, else the table's entry for the byte.
-int IsWordSeperator(const char* c);
+PLINTH_API int IsWordSeperator(const char* c);
 // As ToLowerL for negative values; other values outside a byte give 0.
-int IsWordSeperatorL(int c);
+PLINTH_API int IsWordSeperatorL(int c);
 
 // Removes tab, line feed, carriage return and space at both ends.
-void TrimBlanks(std::string& text);
-std::string ItoA(long value);
+PLINTH_API void TrimBlanks(std::string& text);
+PLINTH_API std::string ItoA(long value);
 
 // The value ReadLine gives when no line feed follows: the result is an
 // unsigned int, so this is std::string::npos cut to its width.
@@ -52,28 +53,28 @@ inline constexpr unsigned int ReadLineEnd = static_cast<unsigned int>(std::strin
 // position behind the line feed. Without a further line feed, line is empty
 // and the result is ReadLineEnd: a last line without a line feed is never
 // delivered.
-unsigned int ReadLine(std::string const& text, unsigned int pos, std::string& line);
+PLINTH_API unsigned int ReadLine(std::string const& text, unsigned int pos, std::string& line);
 
-int crt_strcoll(char const* a, char const* b);
-unsigned int crt_strspn(char const* text, char const* accept);
+PLINTH_API int crt_strcoll(char const* a, char const* b);
+PLINTH_API unsigned int crt_strspn(char const* text, char const* accept);
 
 // "h:m:s" in count bytes from pos; missing or bad fields are 0.
-os_time_period GetPeriodFromString(std::string const& text, unsigned int pos, unsigned int count);
-os_time GetTimeFromString(std::string const& text, unsigned int pos, unsigned int count);
+PLINTH_API os_time_period GetPeriodFromString(std::string const& text, unsigned int pos, unsigned int count);
+PLINTH_API os_time GetTimeFromString(std::string const& text, unsigned int pos, unsigned int count);
 // The fixed forms HHMM and HHMMSS at pos; the seconds count only when count
 // and the whole text reach 5 bytes. Bytes missing at the end read as 0.
-os_time_period GetPeriodFromString2(std::string const& text, unsigned int pos, unsigned int count);
-os_time GetTimeFromString2(std::string const& text, unsigned int pos, unsigned int count);
+PLINTH_API os_time_period GetPeriodFromString2(std::string const& text, unsigned int pos, unsigned int count);
+PLINTH_API os_time GetTimeFromString2(std::string const& text, unsigned int pos, unsigned int count);
 // Day, month and year split by separator. A 0 field becomes 1; day and
 // month wrap into 1..31 and 1..12 (a day of 32 is 1); the year is kept.
-os_date GetDateFromString(std::string const& text, unsigned int pos, unsigned int count,
+PLINTH_API os_date GetDateFromString(std::string const& text, unsigned int pos, unsigned int count,
                           std::string const& separator);
 
 // "hh:mm:ss dd/mm/yyyy zone" in local time, at most 127 bytes; "BAD DATA"
 // when the value can't be read (the reason goes to std::cerr).
-std::string TimeAndDateToString(os_time_and_date const& value);
+PLINTH_API std::string TimeAndDateToString(os_time_and_date const& value);
 // "hh:mm:ss"; hours may take more digits, a negative period gives negative
 // fields.
-std::string TimePeriodToString(os_time_period const& value);
+PLINTH_API std::string TimePeriodToString(os_time_period const& value);
 
 }  // namespace i18n_aux

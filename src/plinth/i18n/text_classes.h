@@ -10,11 +10,12 @@
 #include <compare>
 #include <string>
 
+#include "plinth/plinth_export.h"
 #include "plinth/i18n/i18n_aux.h"
 
 namespace i18n_aux {
 
-class embedded_plus_operator {
+class PLINTH_API embedded_plus_operator {
 public:
   operator char const*() const { return m_sText.c_str(); }
   // Replaces the text by "@" + text: the former text is dropped.
@@ -23,7 +24,7 @@ public:
   std::string m_sText;
 };
 
-class _bstr_helper {
+class PLINTH_API _bstr_helper {
 public:
   _bstr_helper() = default;
   // Shares the other's record.
@@ -53,7 +54,7 @@ private:
 
 // A string ordered and compared as i18n_aux::cmp_nocase says; the keys of
 // case-blind maps.
-class OSLNoCaseString : public std::string {
+class PLINTH_API OSLNoCaseString : public std::string {
 public:
   using std::string::string;
   OSLNoCaseString() = default;

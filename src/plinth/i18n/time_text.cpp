@@ -5,15 +5,12 @@
 #include <stdexcept>
 
 #include "plinth/i18n/i18n_aux.h"
+#include "plinth/platform/numbers.h"
 
 namespace i18n_aux {
 namespace {
 
-// atoi's answer without its undefined behaviour on overflow: glibc's atoi
-// is strtol cut to int, and so is this.
-int to_int(const std::string& digits) {
-  return static_cast<int>(std::strtol(digits.c_str(), nullptr, 10));
-}
+int to_int(const std::string& digits) { return plinth::platform::read_int(digits); }
 
 // The splitter of the ":"-separated and date forms. The substring throws
 // std::out_of_range for a pos behind the end, as std::string does.

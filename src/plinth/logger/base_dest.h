@@ -6,9 +6,10 @@
 #include <cstdio>
 #include <string>
 
+#include "plinth/plinth_export.h"
 #include "plinth/platform/os/os_time.h"
 
-class LoggerBaseDest {
+class PLINTH_API LoggerBaseDest {
 public:
   LoggerBaseDest() = default;
   // Copies every member but the file handle: the destructor closes the

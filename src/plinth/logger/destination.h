@@ -1,27 +1,40 @@
 // The abstract destination of the logging framework. The database
 // destination library derives from it too, so the order of the virtual
 // operations and of the fields is an interface between binaries: append,
-// never reorder. No locks: the client serialises all calls on one object.
+// never reorder. The Logger holds m_CallLock around every call it makes on
+// a destination, so a destination sees one call at a time.
 #pragma once
 
 #include <cstdint>
+#include <mutex>
 #include <set>
 #include <string>
 #include <vector>
 
+#include "plinth/plinth_export.h"
 #include "plinth/logger/params_holder.h"
 
 class LoggerDataInserter;
 
 namespace dst_aux {
+// The lock of one destination. Re-entrant, as a destination's banner may
+// print through the Logger again. A copy starts unlocked: it is a new
+// destination.
+struct PLINTH_API CallLock {
+  CallLock() = default;
+  CallLock(const CallLock&) {}
+  CallLock& operator=(const CallLock&) { return *this; }
+  std::recursive_mutex m_Mutex;
+};
+
 // A record of the database destination that starts with a name.
-struct NamedRecord {
+struct PLINTH_API NamedRecord {
   std::string m_sName;
   uint32_t m_nValue = 0;
 };
 }  // namespace dst_aux
 
-class LoggerBaseDestination {
+class PLINTH_API LoggerBaseDestination {
 public:
   LoggerBaseDestination() = default;
   virtual ~LoggerBaseDestination() = default;
@@ -70,6 +83,7 @@ public:
   std::vector<dst_aux::NamedRecord> m_vRecords;  // for the database destination
   uint32_t m_nDbValue = 0;                        // for the database destination
   std::vector<dst_aux::ElementProperties> m_vElements;  // for the database destination
+  dst_aux::CallLock m_CallLock;  // held by the Logger around each call
 };
 
 constexpr uint32_t kLoggerModeFlag = 0x40000000;

@@ -10,6 +10,7 @@
 #include "plinth/platform/os/os_regexp.h"
 #include "plinth/platform/system.h"
 #include "plinth/system/tracer.h"
+#include "plinth/platform/numbers.h"
 
 namespace {
 const char* const kRingDatePattern = "\\.[0-9]{8}\\.#[0-9]{4}\\.txt";
@@ -256,7 +257,7 @@ bool LoggerCyclicDest::ScanDirectory() {
   const unsigned from = static_cast<unsigned>(m_sPath.size() + 1);
   const auto at = number.search(newest.c_str(), from, static_cast<unsigned>(newest.size()));
   if (at.first != os_regexp::npos) {
-    m_nSequence = std::atoi(newest.c_str() + at.first + 1) + 1;
+    m_nSequence = plinth::platform::read_int(newest.c_str() + at.first + 1) + 1;
     if (m_nSequence > kMaxSequence) m_nSequence = 1;
   }
 

@@ -9,10 +9,11 @@
 #include <string>
 #include <vector>
 
+#include "plinth/plinth_export.h"
 #include "plinth/logger/destination.h"
 #include "plinth/platform/os/os_time.h"
 
-class LoggerFileDest : public LoggerBaseDestination {
+class PLINTH_API LoggerFileDest : public LoggerBaseDestination {
 public:
   // Seconds a destination stays out of service after a file failed to open.
   static constexpr long kFailureTimeOut = 900;
@@ -64,7 +65,7 @@ protected:
   bool ReadCommonParams(LoggerParams& params);
 };
 
-class LoggerSequentialDest : public LoggerFileDest {
+class PLINTH_API LoggerSequentialDest : public LoggerFileDest {
 public:
   using BannerFunc = std::string (*)(void* userData);
 
@@ -81,7 +82,7 @@ private:
   bool OpenStep();
 };
 
-class LoggerCyclicDest : public LoggerFileDest {
+class PLINTH_API LoggerCyclicDest : public LoggerFileDest {
 public:
   static constexpr int kMaxSequence = 9999;
 

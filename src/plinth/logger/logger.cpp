@@ -2,6 +2,7 @@
 
 #include <cstdio>
 #include <cstring>
+#include <new>
 
 #include "plinth/logger/db_facade.h"
 #include "plinth/logger/file_dest.h"
@@ -14,7 +15,21 @@ std::atomic<LoggerDestsFactory*> LoggerDestsFactory::m_theObject{nullptr};
 
 namespace {
 std::mutex g_singletonLock;
+
+// The Logger lives in static storage and is never freed: Destroy retires it
+// (closes and removes its destinations, forgets its set-up), and the next
+// GetInstance brings the same object back. A client that kept the pointer
+// across exit_logger (the diagnostics, the message logger's reader) then
+// finds no destination and loses its lines, never touches freed memory.
+alignas(Logger) unsigned char g_loggerStorage[sizeof(Logger)];
+bool g_loggerBuilt = false;  // under g_singletonLock
+
+template <class Op>
+auto Locked(LoggerBaseDestination& dest, Op op) {
+  std::lock_guard<std::recursive_mutex> guard(dest.m_CallLock.m_Mutex);
+  return op(dest);
 }
+}  // namespace
 
 // ---- LoggerDestsFactory ----
 
@@ -61,7 +76,11 @@ Logger* Logger::GetInstance() {
   std::lock_guard<std::mutex> guard(g_singletonLock);
   logger = m_theObject.load(std::memory_order_relaxed);
   if (!logger) {
-    logger = new Logger;
+    if (!g_loggerBuilt) {
+      new (g_loggerStorage) Logger;
+      g_loggerBuilt = true;
+    }
+    logger = std::launder(reinterpret_cast<Logger*>(g_loggerStorage));
     m_theObject.store(logger, std::memory_order_release);
   }
   return logger;
@@ -73,33 +92,52 @@ void Logger::Destroy() {
     std::lock_guard<std::mutex> guard(g_singletonLock);
     logger = m_theObject.exchange(nullptr);
   }
-  delete logger;
+  if (logger) logger->Retire();
 }
 
-Logger::~Logger() {
+// Never runs: the object is retired instead (see g_loggerStorage).
+Logger::~Logger() = default;
+
+void Logger::Retire() {
   closeAllDests();
   removeAllDest();
+  std::lock_guard<std::mutex> init(m_InitLock);
+  m_bIsInitialized.store(false);
+  m_pFactory = nullptr;  // exit_logger deletes it next
+  os_lock_guard guard(m_CritSect);
+  m_pErrorCallback = nullptr;
 }
 
 void Logger::initLogger(InitParams params, ErrorCallback errorCallback) {
   PLINTH_TRACE(4, "Logger::initLogger");
-  PLINTH_TRACE(4, "m_bIsInitialized=" << m_bIsInitialized);
-  if (m_bIsInitialized) return;
+  init_logger();
+  // Both clients may call at once: the first call wins, the second waits
+  // for it and changes nothing.
+  std::lock_guard<std::mutex> init(m_InitLock);
+  PLINTH_TRACE(4, "m_bIsInitialized=" << m_bIsInitialized.load());
+  if (m_bIsInitialized.load()) return;
 
   // The toolkits of time and network need no set-up here.
   params.GetString(m_StampNames.path, m_sLogPath);
-  m_pErrorCallback = errorCallback;
-
-  init_logger();
   m_pFactory = LoggerDestsFactory::m_theObject.load();
-  m_sEmergencyFile = BuildEmergencyFileName();
-  m_vErrorPrefixes = {"Failed to CREATEDEST : ", "Failed to INITDEST : ", "Failed to WRITETODEST : ",
-                      "Failed to TERMDEST : ", "Failed to GETDEST : "};
+  {
+    os_lock_guard guard(m_CritSect);
+    m_pErrorCallback = errorCallback;
+    m_sEmergencyFile = BuildEmergencyFileName();
+    m_vErrorPrefixes = {"Failed to CREATEDEST : ", "Failed to INITDEST : ", "Failed to WRITETODEST : ",
+                        "Failed to TERMDEST : ", "Failed to GETDEST : "};
+  }
+  if (m_pFactory) {
+    m_pFactory->SetPrototype(eSequentialFile, new LoggerSequentialDest);
+    m_pFactory->SetPrototype(eCyclicFile, new LoggerCyclicDest);
+    m_pFactory->SetPrototype(eDatabase, new LoggerDBDestinationFacade);
+  }
+  m_bIsInitialized.store(true);
+}
 
-  m_pFactory->SetPrototype(eSequentialFile, new LoggerSequentialDest);
-  m_pFactory->SetPrototype(eCyclicFile, new LoggerCyclicDest);
-  m_pFactory->SetPrototype(eDatabase, new LoggerDBDestinationFacade);
-  m_bIsInitialized = true;
+Logger::ErrorCallback Logger::Callback() {
+  os_lock_guard guard(m_CritSect);
+  return m_pErrorCallback;
 }
 
 std::string Logger::BuildEmergencyFileName() const {
@@ -117,7 +155,7 @@ unsigned Logger::WithDest(const std::string& name, Op op) const {
   std::shared_lock<std::shared_mutex> guard(m_TableLock);
   auto it = m_mDests.find(name);
   if (it == m_mDests.end() || !it->second) return 1;
-  return static_cast<unsigned>(op(*it->second));
+  return static_cast<unsigned>(Locked(*it->second, op));
 }
 
 template <class Op>
@@ -126,13 +164,18 @@ unsigned Logger::ForAllDests(Op op) const {
   if (m_mDests.empty()) return 1;
   unsigned result = 1;
   for (auto& [name, dest] : m_mDests)
-    if (dest) result = static_cast<unsigned>(op(*dest));
+    if (dest) result = static_cast<unsigned>(Locked(*dest, op));
   return result;
 }
 
 unsigned Logger::createDest(LoggerParams& params) {
-  params.InsertString(m_ParamNames.path, m_sLogPath);
-  LoggerBaseDestination* dest = m_pFactory ? m_pFactory->Create(params) : nullptr;
+  LoggerBaseDestination* dest;
+  {
+    // The factory and the path stay as they are while a destination is made.
+    std::lock_guard<std::mutex> init(m_InitLock);
+    params.InsertString(m_ParamNames.path, m_sLogPath);
+    dest = m_pFactory ? m_pFactory->Create(params) : nullptr;
+  }
   std::string logicalName;
   params.GetString(m_ParamNames.logical_name, logicalName);
   if (!dest) {
@@ -161,12 +204,12 @@ unsigned Logger::initDest(LoggerParams& params, std::vector<dst_aux::ElementProp
     return 1;
   }
   params.InsertPointer(m_ParamNames.err_stream, static_cast<void*>(&m_ErrStream));
-  return it->second->Init(params, elements);
+  return Locked(*it->second, [&](LoggerBaseDestination& d) { return d.Init(params, elements); });
 }
 
 void Logger::ReportWriteFailure(const std::string& text) {
   WriteToEmergency(WRITETODEST, text);
-  if (m_pErrorCallback) m_pErrorCallback(std::string(text.c_str()));
+  if (ErrorCallback callback = Callback()) callback(std::string(text.c_str()));
 }
 
 unsigned Logger::writeAllDests(const std::string& text, unsigned a, unsigned b) {
@@ -175,7 +218,7 @@ unsigned Logger::writeAllDests(const std::string& text, unsigned a, unsigned b) 
     std::shared_lock<std::shared_mutex> guard(m_TableLock);
     if (m_mDests.empty()) return 1;
     for (auto& [name, dest] : m_mDests)
-      if (dest && !dest->Write(text, a, b)) ++failures;
+      if (dest && !Locked(*dest, [&](LoggerBaseDestination& d) { return d.Write(text, a, b); })) ++failures;
   }
   // Reported outside the table lock, so that a callback may use the Logger.
   for (unsigned i = 0; i < failures; ++i) ReportWriteFailure(text);
@@ -188,7 +231,9 @@ bool Logger::writeDest(const std::string& name, const std::string& text, unsigne
     std::shared_lock<std::shared_mutex> guard(m_TableLock);
     auto it = m_mDests.find(name);
     if (it == m_mDests.end() || !it->second) return true;
-    ok = it->second->Write(text, a, b);
+    LoggerBaseDestination& dest = *it->second;
+    std::lock_guard<std::recursive_mutex> call(dest.m_CallLock.m_Mutex);
+    ok = dest.Write(text, a, b);
   }
   if (!ok) ReportWriteFailure(text);
   return false;
@@ -241,9 +286,11 @@ unsigned Logger::smartClean(const std::string& name, const std::string& a,
     std::shared_lock<std::shared_mutex> guard(m_TableLock);
     auto it = m_mDests.find(name);
     if (it == m_mDests.end() || !it->second) return 1;
-    result = it->second->SmartClean(a, elements, b, error, count);
+    result = Locked(*it->second,
+                    [&](LoggerBaseDestination& d) { return d.SmartClean(a, elements, b, error, count); });
   }
-  if (result != 0 && m_pErrorCallback) m_pErrorCallback(error);
+  if (result != 0)
+    if (ErrorCallback callback = Callback()) callback(error);
   return result;
 }
 
@@ -258,7 +305,7 @@ LoggerDataInserter* Logger::getDestInserter(const std::string& name, const std::
   std::shared_lock<std::shared_mutex> guard(m_TableLock);
   auto it = m_mDests.find(name);
   if (it == m_mDests.end() || !it->second) return nullptr;
-  return it->second->GetInserter(a, error, params);
+  return Locked(*it->second, [&](LoggerBaseDestination& d) { return d.GetInserter(a, error, params); });
 }
 
 unsigned Logger::getDestType(const std::string& name) const {
@@ -298,7 +345,7 @@ unsigned Logger::removeAllDest() {
 void Logger::WriteToEmergency(m_ErrorCode code, const std::string& text) {
   if (text.empty()) return;
   os_lock_guard guard(m_CritSect);
-  FILE* file = std::fopen(m_sEmergencyFile.c_str(), "a+");
+  FILE* file = std::fopen(m_sEmergencyFile.c_str(), "a+e");
   FILE* out = file ? file : stderr;
   if (file) std::setvbuf(file, nullptr, _IONBF, 0);
   const std::string& prefix =

@@ -1,9 +1,11 @@
 // The process-wide front end of the logging framework: a table of named
 // destinations, created by parameters and written by name.
 //
-// Threads: the table is guarded inside the Logger, so its two clients (the
-// diagnostics and the message logger) may work from different threads; the
-// calls on one destination are the client's to serialise. Failures are
+// Threads: any thread may call. The table is guarded inside the Logger, and
+// so is each destination: the Logger makes one call at a time on it, so two
+// clients (the diagnostics and the message logger) may share a destination
+// without a lock of their own. The Logger's memory is never freed (Destroy
+// retires it), so a pointer to it stays safe to use. Failures are
 // results (1 for an unknown destination) and lines in the emergency file
 // plus a call of the host's error callback; nothing here throws but
 // std::bad_alloc.
@@ -17,6 +19,7 @@
 #include <string>
 #include <vector>
 
+#include "plinth/plinth_export.h"
 #include "plinth/logger/destination.h"
 #include "plinth/logger/logger_types.h"
 #include "plinth/logger/params_holder.h"
@@ -24,7 +27,7 @@
 
 class DynamicLibrary;
 
-class LoggerDestsFactory {
+class PLINTH_API LoggerDestsFactory {
 public:
   LoggerDestsFactory() = default;
   virtual ~LoggerDestsFactory();
@@ -43,7 +46,7 @@ public:
   static std::atomic<LoggerDestsFactory*> m_theObject;
 };
 
-class Logger {
+class PLINTH_API Logger {
 public:
   enum m_ErrorCode { CREATEDEST = 0, INITDEST, WRITETODEST, TERMDEST, GETDEST };
   using ErrorCallback = void (*)(const std::string&);
@@ -56,7 +59,7 @@ public:
   static DynamicLibrary* GetLibraryLoader();
 
   void initLogger(InitParams params, ErrorCallback errorCallback);
-  bool isValid() const { return m_bIsInitialized; }
+  bool isValid() const { return m_bIsInitialized.load(); }
   std::basic_stringbuf<char>* getErrStream() { return m_ErrStream.rdbuf(); }
 
   unsigned createDest(LoggerParams& params);
@@ -101,7 +104,7 @@ public:
   LoggerDestsFactory* m_pFactory = nullptr;
   // Owning. Guarded by m_TableLock; mutable because removeDest is const.
   mutable std::map<std::string, LoggerBaseDestination*> m_mDests;
-  bool m_bIsInitialized = false;
+  std::atomic<bool> m_bIsInitialized{false};
   dst_aux::ParamNames m_ParamNames;
   std::stringstream m_ErrStream;
   dst_aux::StampNames m_StampNames;
@@ -114,6 +117,10 @@ private:
   Logger(const Logger&) = delete;
   Logger& operator=(const Logger&) = delete;
 
+  // Closes and removes every destination and forgets the set-up, so the
+  // next initLogger starts over; the object itself stays.
+  void Retire();
+  ErrorCallback Callback();
   void WriteToEmergency(m_ErrorCode code, const std::string& text);
   void ReportWriteFailure(const std::string& text);
   std::string BuildEmergencyFileName() const;
@@ -125,9 +132,13 @@ private:
   unsigned ForAllDests(Op op) const;
 
   mutable std::shared_mutex m_TableLock;
+  // initLogger runs once at a time; createDest reads the path and the
+  // factory under it. Order: m_InitLock, m_TableLock, a destination's
+  // m_CallLock, m_CritSect.
+  std::mutex m_InitLock;
 };
 
 // Creates the destination factory if it doesn't exist. Called at library load.
-void init_logger();
+PLINTH_API void init_logger();
 // Deletes the Logger singleton, then the factory.
-void exit_logger();
+PLINTH_API void exit_logger();

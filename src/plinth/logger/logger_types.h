@@ -2,12 +2,14 @@
 // Plain data; no locking.
 #pragma once
 
+#include "plinth/plinth_export.h"
+
 #include <string>
 
 enum eDestType { eSequentialFile = 0, eCyclicFile = 1, eDatabase = 2 };
 
 // A destination described in fixed-size fields, as the message logger keeps them.
-struct DestinationData {
+struct PLINTH_API DestinationData {
   int m_nType = 0;
   char m_sName[1024] = {};
   char m_sLogicalName[1024] = {};
@@ -20,7 +22,7 @@ struct DestinationData {
   DestinationData& operator=(const DestinationData& other) = default;
 };
 
-class LoggerDestinationData {
+class PLINTH_API LoggerDestinationData {
 public:
   LoggerDestinationData(eDestType type, const std::string& name, const std::string& logicalName)
       : m_eType(type), m_sName(name), m_sLogicalName(logicalName) {}
@@ -38,7 +40,7 @@ public:
 };
 
 // A source of named values for formatting.
-class LoggerNameValue {
+class PLINTH_API LoggerNameValue {
 public:
   virtual ~LoggerNameValue() = default;
   // The value stored under name; empty when absent.

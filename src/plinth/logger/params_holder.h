@@ -3,6 +3,8 @@
 // threads while it is being filled or read.
 #pragma once
 
+#include "plinth/plinth_export.h"
+
 #include <cstdint>
 #include <map>
 #include <string>
@@ -76,7 +78,7 @@ private:
 };
 
 // A named 32-bit property; the database destination gives it a meaning.
-struct ElementProperties {
+struct PLINTH_API ElementProperties {
   std::string m_sName;
   uint32_t m_nValue = 0;
 };
@@ -87,7 +89,7 @@ struct QueryElement;
 struct DataContext;
 
 // The parameter names, built once for each user of them.
-struct ParamNames {
+struct PLINTH_API ParamNames {
   const std::string name{"name"};
   const std::string logical_name{"logical_name"};
   const std::string type{"type"};
@@ -112,7 +114,7 @@ struct ParamNames {
 };
 
 // The second name table of the Logger.
-struct StampNames {
+struct PLINTH_API StampNames {
   const std::string path{"path"};
   const std::string stamp_pid{"stamp_pid"};
   const std::string stamp_date{"stamp_date"};

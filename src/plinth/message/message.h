@@ -3,6 +3,8 @@
 // several threads at once. Nothing throws of its own accord; the only failure reported is is_valid() false.
 #pragma once
 
+#include "plinth/plinth_export.h"
+
 #include <sstream>
 #include <string>
 #include <vector>
@@ -17,7 +19,7 @@ enum OCMessageType {
 
 // The context of a message: either free text (m_Stream) or, when
 // m_bBreakedDown is set, a list of name, value, name, value...
-class StreamArray {
+class PLINTH_API StreamArray {
 public:
   StreamArray() = default;
   explicit StreamArray(bool breakedDown) : m_bBreakedDown(breakedDown) {}
@@ -44,7 +46,7 @@ public:
   std::stringstream m_Stream;
 };
 
-class OCMessage {
+class PLINTH_API OCMessage {
 public:
   OCMessage(int id, const std::string& prefix, const std::string& severity, const std::string& title,
             const std::string& source, const std::string& description, const std::string& logical_name,

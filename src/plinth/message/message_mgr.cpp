@@ -2,12 +2,13 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
 #include <limits>
 #include <new>
 #include <vector>
 
+#include "plinth/platform/numbers.h"
 #include "plinth/platform/os/os_file.h"
+#include "plinth/platform/os/os_stream.h"
 #include "plinth/platform/os/os_tokenizer.h"
 #include "plinth/system/tracer.h"
 
@@ -101,9 +102,9 @@ bool OCMessageMgr::iterate_records(std::string& error) {
   if (m_bLoaded.load(std::memory_order_relaxed)) return true;
 
   m_sFullPath = m_sRootDir + "/" + m_sFile;
-  std::ifstream in;
+  os_ifstream in;
   // A directory opens for reading on Linux and then fails every read.
-  if (!os_file_system::is_directory(m_sFullPath)) in.open(m_sFullPath, std::ios::in | std::ios::binary);
+  if (!os_file_system::is_directory(m_sFullPath)) in.open(m_sFullPath);
   if (!in.is_open()) {
     error = "failed to open message file" + m_sFullPath;
     return false;
@@ -176,7 +177,7 @@ bool OCMessageMgr::set_attribute_order(const std::string& line) {
   tokenizer.terminals("[]");
   const std::vector<std::string> tokens = tokenizer.tokenize(line);
   if (tokens.size() != 10 || tokens[0] != "@@ORDER") return false;
-  for (int i = 0; i < 9; ++i) m_nOrder[i] = std::atoi(tokens[i + 1].c_str());
+  for (int i = 0; i < 9; ++i) m_nOrder[i] = plinth::platform::read_int(tokens[i + 1]);
   m_bExpectOrder = false;
   return true;
 }
@@ -188,12 +189,12 @@ bool OCMessageMgr::add_message(const std::string& line) {
     if (index < 0 || static_cast<size_t>(index) >= fields.size()) return false;
   auto field = [&](Attribute a) -> const std::string& { return fields[static_cast<size_t>(m_nOrder[a])]; };
 
-  auto message = std::make_unique<OCMessage>(std::atoi(field(kNumber).c_str()), field(kPrefix), field(kSeverity),
+  auto message = std::make_unique<OCMessage>(plinth::platform::read_int(field(kNumber)), field(kPrefix), field(kSeverity),
                                              field(kTitle), field(kSource), field(kDescription),
                                              field(kLogicalName), nullptr, EntryPattern, kContextPair,
                                              kContextFrame);
   if (!message->is_valid()) return false;
-  message->setMessageBoxSize(std::atoi(field(kWidth).c_str()), std::atoi(field(kHeight).c_str()));
+  message->setMessageBoxSize(plinth::platform::read_int(field(kWidth)), plinth::platform::read_int(field(kHeight)));
   m_HeaderStream << message->m_sLogical_name << ",\n";
   const int id = message->m_nID;
   m_Messages.try_emplace(id, std::move(message));

@@ -9,10 +9,11 @@
 #include <sstream>
 #include <string>
 
+#include "plinth/plinth_export.h"
 #include "plinth/message/message.h"
 #include "plinth/platform/os/os_critical_section.h"
 
-class OCMessageMgr {
+class PLINTH_API OCMessageMgr {
 public:
   // Created on first use, also by a look-up before InitOCMessageMgr.
   static OCMessageMgr* getInstance();
@@ -64,8 +65,8 @@ private:
 };
 
 // Destroys the catalogue; a later use creates a new, empty one.
-void exit_messagemgr();
+PLINTH_API void exit_messagemgr();
 // Creates the catalogue if needed, stores the three strings and loads the
 // file. False when the load fails or the catalogue can't be allocated.
-bool InitOCMessageMgr(const std::string& rootDir, const std::string& file, const std::string& pattern,
+PLINTH_API bool InitOCMessageMgr(const std::string& rootDir, const std::string& file, const std::string& pattern,
                       std::string& error);

@@ -11,6 +11,7 @@
 #include "plinth/message/msg_file.h"
 #include "plinth/message/string_format.h"
 #include "plinth/platform/os/os_time.h"
+#include "plinth/platform/numbers.h"
 
 unsigned char gFilterVec[kOCMsgMaxID + 1];
 
@@ -195,7 +196,7 @@ void* RunReader(void* arg) {
 
 // atoi without its undefined overflow: out-of-range text gives a value out
 // of every range that a caller accepts.
-long ReadNumber(const std::string& text) { return std::strtol(text.c_str(), nullptr, 10); }
+long ReadNumber(const std::string& text) { return plinth::platform::read_int(text); }
 
 // Comma-separated names, empty ones left out.
 template <class Fn>
@@ -305,13 +306,13 @@ bool OCMsgLogger::CreateDetinations(DestinationData* dests, int nDests) {
     }
     if (m_pLogger->createDest(params) == 0) m_sDestName = logicalName;
   }
-  LoggerBaseDestination* dest = m_pLogger->getDest(m_sDestName);
-  return dest ? dest->Open() != 0 : true;
+  if (!m_pLogger->getDest(m_sDestName)) return true;
+  return m_pLogger->openDest(m_sDestName) != 0;
 }
 
 bool OCMsgLogger::LoadMsgs(const char* msgFile) {
   if (!msgFile) return false;
-  FILE* file = std::fopen(msgFile, "r");
+  FILE* file = std::fopen(msgFile, "re");
   if (!file) return false;
   OCMsgGetExitFunc getExit = nullptr;
   if (m_ExitLibrary.IsLoaded())
@@ -433,7 +434,8 @@ bool OCMsgLogger::FormatAndQ(int id, int count, char** args) {
   OCMsgDefFormat format;
   format.m_sCode = "ORB";
   format.Format(message, m_sTag, m_sModule, args, count, item->m_sText);
-  item->m_vDests = message->m_vDests;
+  // m_vDests stays empty: every line goes to m_sDestName, and a copy of the
+  // list per line would cost an allocation that nothing reads.
   m_pSpare = m_pQueue->Put(item);
   return true;
 }
@@ -451,7 +453,8 @@ void OCMsgLogger::ReadQueue() {
     if (n > 1) m_pQueue->WaitForItems(static_cast<unsigned>(n - 1));
     m_pQueue->Release(static_cast<unsigned>(n));
     // The host may have ended the Logger before this object: write only to
-    // the one that lives.
+    // the one that lives. Ended while a batch is written, it loses the rest
+    // of the batch (its memory is never freed).
     Logger* logger = Logger::m_theObject.load();
     for (OCMsgToLog* item : batch)
       if (logger) logger->writeDest(m_sDestName, item->m_sText, 0, 0);

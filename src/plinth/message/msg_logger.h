@@ -16,6 +16,7 @@
 #include <utility>
 #include <vector>
 
+#include "plinth/plinth_export.h"
 #include "plinth/logger/destination.h"
 #include "plinth/logger/logger.h"
 #include "plinth/logger/logger_types.h"
@@ -27,13 +28,13 @@
 constexpr int kOCMsgMaxID = 99999;
 
 // A context and its level, as a host passes them in.
-struct StringIntPair {
+struct PLINTH_API StringIntPair {
   char name[104];
   int32_t value;
 };
 
 // An object's name and value, as a host passes them in.
-struct StringPair {
+struct PLINTH_API StringPair {
   char key[101];
   char value[256];
 };
@@ -41,7 +42,7 @@ struct StringPair {
 // One byte per message number: whether the number passes the filter. Read
 // without a lock on every write, so that a suppressed message costs one
 // bound check and one byte.
-extern unsigned char gFilterVec[kOCMsgMaxID + 1];
+extern PLINTH_API unsigned char gFilterVec[kOCMsgMaxID + 1];
 
 class OCMsgObjects;
 
@@ -51,7 +52,7 @@ using OCMsgExitFunc = bool (*)(int id, OCMsgObjects* objects, int count, char** 
 // "GetExitFunc": declare it extern "C" in the library.
 using OCMsgGetExitFunc = OCMsgExitFunc (*)(const std::string& name);
 
-class OCMsgMessage {
+class PLINTH_API OCMsgMessage {
 public:
   virtual ~OCMsgMessage() = default;
 
@@ -65,7 +66,7 @@ public:
 };
 
 // One item of the queue: a finished line.
-class OCMsgToLog {
+class PLINTH_API OCMsgToLog {
 public:
   OCMsgToLog() = default;
   OCMsgToLog(std::string text, std::vector<LoggerBaseDestination*> dests)
@@ -73,17 +74,17 @@ public:
   virtual ~OCMsgToLog() = default;
 
   std::string m_sText;
-  std::vector<LoggerBaseDestination*> m_vDests;
+  std::vector<LoggerBaseDestination*> m_vDests;  // not filled: lines go to the logger's one destination
 };
 
-class OCMsgObjects : public LoggerNameValue {
+class PLINTH_API OCMsgObjects : public LoggerNameValue {
 public:
   std::string Get(const std::string& name) override;
 
   std::map<std::string, std::string> m_mValues;
 };
 
-class OCMsgFormat {
+class PLINTH_API OCMsgFormat {
 public:
   virtual ~OCMsgFormat() = default;
   virtual void Format(const OCMsgMessage* message, const std::string& tag, const std::string& module,
@@ -92,7 +93,7 @@ public:
 
 // The line: tag, module, date, time to hundredths, code, number, severity,
 // then the message's format expanded with ten strings ("?" for missing ones).
-class OCMsgDefFormat : public OCMsgFormat {
+class PLINTH_API OCMsgDefFormat : public OCMsgFormat {
 public:
   // The expansion of a format is cut to this many bytes (its line feed kept).
   static constexpr size_t kWorkBufferSize = 1024;
@@ -105,7 +106,7 @@ public:
 
 // A bounded queue of lines. In drop mode a full queue loses the new item; in
 // blocking mode Put waits for room. Any thread may put; one thread takes.
-class OCMsgQueue {
+class PLINTH_API OCMsgQueue {
 public:
   OCMsgQueue(unsigned capacity, bool dropWhenFull);
   virtual ~OCMsgQueue();
@@ -143,7 +144,7 @@ public:
   bool m_bDropWhenFull;
 };
 
-class OCMsgLogger {
+class PLINTH_API OCMsgLogger {
 public:
   static OCMsgLogger& GetInstance();
   virtual ~OCMsgLogger();
@@ -198,13 +199,13 @@ private:
 };
 
 // The same services for callers that don't use the class.
-int Init(const char* msgFile, const char* tag, const char* module, StringIntPair* contexts, unsigned nContexts,
+PLINTH_API int Init(const char* msgFile, const char* tag, const char* module, StringIntPair* contexts, unsigned nContexts,
          StringPair* objects, unsigned nObjects, DestinationData* dests, int nDests, int queueSize,
          int dropWhenFull, const char* logPath);
-bool FormatMsg(int id, const char* first, ...);
-bool WriteToLog(int id, const char* first, ...);
-bool FilterByContext(int id);
-bool IsInitialized();
-void LoadContexts(StringIntPair* contexts, unsigned n);
-void LoadObjects(StringPair* objects, unsigned n);
-void WaitForThread();
+PLINTH_API bool FormatMsg(int id, const char* first, ...);
+PLINTH_API bool WriteToLog(int id, const char* first, ...);
+PLINTH_API bool FilterByContext(int id);
+PLINTH_API bool IsInitialized();
+PLINTH_API void LoadContexts(StringIntPair* contexts, unsigned n);
+PLINTH_API void LoadObjects(StringPair* objects, unsigned n);
+PLINTH_API void WaitForThread();

@@ -3,9 +3,11 @@
 // move it. Any thread may call; nothing here fails.
 #pragma once
 
+#include "plinth/plinth_export.h"
+
 #include <cstdint>
 
-struct _SYSTEMTIME {
+struct PLINTH_API _SYSTEMTIME {
   uint16_t wYear;
   uint16_t wMonth;
   uint16_t wDayOfWeek;  // 0 is Sunday
@@ -20,7 +22,7 @@ namespace plinth::platform {
 // The local time of a moment given in microseconds since the epoch. The
 // broken-down second is cached per thread, so lines written within one
 // second skip the time-zone conversion.
-void local_time(int64_t microseconds, _SYSTEMTIME& out) noexcept;
+PLINTH_API void local_time(int64_t microseconds, _SYSTEMTIME& out) noexcept;
 // The local time now.
-void get_local_time(_SYSTEMTIME& out) noexcept;
+PLINTH_API void get_local_time(_SYSTEMTIME& out) noexcept;
 }  // namespace plinth::platform

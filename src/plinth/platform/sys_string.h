@@ -5,16 +5,18 @@
 // std::bad_alloc.
 #pragma once
 
+#include "plinth/plinth_export.h"
+
 #include <cstddef>
 
 namespace plinth::platform {
 // A copy of length code units of text (zeros if text is null), followed by
 // a terminating 0.
-wchar_t* SysAllocStringLen(const wchar_t* text, unsigned int length);
+PLINTH_API wchar_t* SysAllocStringLen(const wchar_t* text, unsigned int length);
 // A copy of a zero-terminated text; null for a null text.
-wchar_t* SysAllocString(const wchar_t* text);
+PLINTH_API wchar_t* SysAllocString(const wchar_t* text);
 // Code units, not counting the terminator; 0 for null.
-unsigned int SysStringLen(const wchar_t* text);
+PLINTH_API unsigned int SysStringLen(const wchar_t* text);
 // Releases a string from SysAllocString(Len); null is ignored.
-void SysFreeString(wchar_t* text);
+PLINTH_API void SysFreeString(wchar_t* text);
 }  // namespace plinth::platform

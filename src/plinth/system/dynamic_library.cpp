@@ -30,15 +30,33 @@ DynamicLibrary::Proc DynamicLibrary::GetProcAddr(char const* name) const {
 
 DynamicLibrary::Proc DynamicLibrary::GetProcAddr(int /*ordinal*/) const { return nullptr; }
 
-DynamicLibrary::Proc DynamicLibrary::GetProcAddrCached(char const* name, unsigned slot) {
-  if (!m_pHandle) return nullptr;
-  if (slot >= m_vCache.size()) m_vCache.resize(static_cast<size_t>(slot) + 1);
-  CacheEntry& entry = m_vCache[slot];
-  if (!entry.m_pProc && !entry.m_bLookedUp) {
-    entry.m_bLookedUp = true;
-    entry.m_pProc = GetProcAddr(name);
+DynamicLibrary::CacheEntry* DynamicLibrary::Slot(unsigned slot) noexcept {
+  try {
+    if (slot >= m_vCache.size()) m_vCache.resize(static_cast<size_t>(slot) + 1);
+  } catch (...) {
+    return nullptr;  // a slot number far beyond any memory
   }
-  return entry.m_pProc;
+  return &m_vCache[slot];
 }
 
-DynamicLibrary::Proc DynamicLibrary::GetProcAddrCached(int /*ordinal*/) { return nullptr; }
+DynamicLibrary::Proc DynamicLibrary::GetProcAddrCached(char const* name, unsigned slot) {
+  if (!m_pHandle) return nullptr;
+  CacheEntry* entry = Slot(slot);
+  if (!entry) return nullptr;
+  if (!entry->m_bLookedUp) {
+    entry->m_bLookedUp = true;
+    entry->m_pProc = GetProcAddr(name);
+  }
+  return entry->m_pProc;
+}
+
+DynamicLibrary::Proc DynamicLibrary::GetProcAddrCached(int ordinal) {
+  if (!m_pHandle || ordinal < 0) return nullptr;
+  CacheEntry* entry = Slot(static_cast<unsigned>(ordinal));
+  if (!entry) return nullptr;
+  if (!entry->m_bLookedUp) {
+    entry->m_bLookedUp = true;
+    entry->m_pProc = GetProcAddr(ordinal);
+  }
+  return entry->m_pProc;
+}

@@ -5,10 +5,12 @@
 // when the last copy unloads or goes away.
 #pragma once
 
+#include "plinth/plinth_export.h"
+
 #include <memory>
 #include <vector>
 
-class DynamicLibrary {
+class PLINTH_API DynamicLibrary {
 public:
   using Proc = void (*)();
 
@@ -35,7 +37,10 @@ public:
   // The address in slot, looked up by name on the slot's first use. A failed
   // look-up is not repeated, and a slot keeps what its first name found.
   Proc GetProcAddrCached(char const* name, unsigned slot);
-  // No ordinals, so null; the cache is left alone.
+  // The ordinal is the slot. Shared objects have no ordinals, so the first
+  // use marks the slot as looked up and gives null, and so does every later
+  // use of that slot, by ordinal or by name. A negative ordinal names no
+  // slot: null, and the cache is left alone.
   Proc GetProcAddrCached(int ordinal);
 
   struct CacheEntry {
@@ -44,6 +49,10 @@ public:
   };
 
 private:
+  // The slot's entry, the cache grown to hold it; null for a slot that
+  // can't be held.
+  CacheEntry* Slot(unsigned slot) noexcept;
+
   std::shared_ptr<void> m_pHandle;
   std::vector<CacheEntry> m_vCache;
 };

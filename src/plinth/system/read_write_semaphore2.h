@@ -20,9 +20,10 @@
 #include <iosfwd>
 #include <vector>
 
+#include "plinth/plinth_export.h"
 #include "plinth/platform/os/os_mutex.h"
 
-class read_write_semaphore2 {
+class PLINTH_API read_write_semaphore2 {
 public:
   explicit read_write_semaphore2(bool writersPreferred = false);
   ~read_write_semaphore2();
@@ -70,7 +71,7 @@ private:
 };
 
 // Holds a read lock for its scope.
-class sem2_read_lock {
+class PLINTH_API sem2_read_lock {
 public:
   explicit sem2_read_lock(read_write_semaphore2 const& sem) : m_pSem(&sem) { m_pSem->read_lock(); }
   ~sem2_read_lock() { m_pSem->read_unlock(); }
@@ -82,7 +83,7 @@ private:
 };
 
 // Holds the write lock for its scope.
-class sem2_write_lock {
+class PLINTH_API sem2_write_lock {
 public:
   explicit sem2_write_lock(read_write_semaphore2& sem) : m_pSem(&sem) { m_pSem->write_lock(); }
   ~sem2_write_lock() { m_pSem->write_unlock(); }

@@ -2,10 +2,11 @@
 // shows them. Any thread may call these; they do not fail.
 #pragma once
 
+#include "plinth/plinth_export.h"
 #include "plinth/platform/os/os_thread.h"
 
 // The calling thread's id, cached per thread: no system call after the
 // thread's first call.
-unsigned GetThisThreadID();
+PLINTH_API unsigned GetThisThreadID();
 // The id of a thread started by os_thread, from its record.
-unsigned GetThreadID(os_thread_t& thread);
+PLINTH_API unsigned GetThreadID(os_thread_t& thread);

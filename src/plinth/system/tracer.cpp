@@ -6,6 +6,7 @@
 
 #include "plinth/platform/os/os_thread.h"
 #include "plinth/platform/os/os_time.h"
+#include "plinth/platform/numbers.h"
 
 std::atomic<bool> Tracer::TraceEnabled{false};
 std::atomic<int> Tracer::TraceLevel{1};
@@ -33,11 +34,11 @@ Tracer* Tracer::getInstance() {
 Tracer::Tracer() {
   if (std::getenv("PT_TRACE_ON")) TraceEnabled.store(true, std::memory_order_relaxed);
   if (const char* level = std::getenv("PT_TRACE_LEVEL"))
-    TraceLevel.store(std::atoi(level), std::memory_order_relaxed);
+    TraceLevel.store(plinth::platform::read_int(level), std::memory_order_relaxed);
   if (std::getenv("PT_TRACE_OUT")) m_bStdout = true;
   if (std::getenv("PT_TRACE_VERBOSE")) m_bVerbose = true;
   if (const char* path = std::getenv("PT_TRACE_FILE"))
-    m_File.open(path, std::ios::out | std::ios::trunc);
+    m_File.open(path);
 }
 
 Tracer::~Tracer() {

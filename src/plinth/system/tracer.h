@@ -5,13 +5,14 @@
 #pragma once
 
 #include <atomic>
-#include <fstream>
 #include <iosfwd>
 #include <sstream>
 
+#include "plinth/plinth_export.h"
 #include "plinth/platform/os/os_critical_section.h"
+#include "plinth/platform/os/os_stream.h"
 
-class Tracer {
+class PLINTH_API Tracer {
 public:
   // Read on every trace point without a lock.
   static std::atomic<bool> TraceEnabled;
@@ -41,7 +42,7 @@ private:
                     const char* file, int line);
 
   os_critical_section m_CritSect;
-  std::ofstream m_File;
+  os_ofstream m_File;  // close-on-exec
   std::atomic<bool> m_bVerbose{false};
   std::atomic<bool> m_bStdout{false};
 };

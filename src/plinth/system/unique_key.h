@@ -3,9 +3,10 @@
 // highest unsigned without notice.
 #pragma once
 
+#include "plinth/plinth_export.h"
 #include "plinth/platform/os/os_critical_section.h"
 
-class UniqueKey {
+class PLINTH_API UniqueKey {
 public:
   // Gives the next key and moves on.
   static unsigned GetUniqueKey();

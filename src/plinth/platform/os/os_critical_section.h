@@ -1,9 +1,11 @@
 // A re-entrant lock: the owner may take it again. Any thread may use it.
 #pragma once
 
+#include "plinth/plinth_export.h"
+
 #include <mutex>
 
-class os_critical_section {
+class PLINTH_API os_critical_section {
 public:
   void lock() { m_Mutex.lock(); }
   void unlock() { m_Mutex.unlock(); }
@@ -14,7 +16,7 @@ private:
 };
 
 // Scope guard for os_critical_section.
-class os_lock_guard {
+class PLINTH_API os_lock_guard {
 public:
   explicit os_lock_guard(os_critical_section& cs) : m_Cs(cs) { m_Cs.lock(); }
   ~os_lock_guard() { m_Cs.unlock(); }

@@ -2,10 +2,12 @@
 // subsystems catch them and turn them into their own codes or messages.
 #pragma once
 
+#include "plinth/plinth_export.h"
+
 #include <stdexcept>
 #include <string>
 
-class os_toolkit_error : public std::runtime_error {
+class PLINTH_API os_toolkit_error : public std::runtime_error {
 public:
   os_toolkit_error(long code, const std::string& text)
       : std::runtime_error(text), m_nCode(code) {}
@@ -16,7 +18,7 @@ private:
 };
 
 // A file or directory operation failed; code() is the errno value.
-class os_file_toolkit_error : public os_toolkit_error {
+class PLINTH_API os_file_toolkit_error : public os_toolkit_error {
 public:
   os_file_toolkit_error(long code, const std::string& context);
   // The system's text for an error code.

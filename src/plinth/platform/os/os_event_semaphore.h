@@ -3,10 +3,12 @@
 // std::system_error of a broken mutex.
 #pragma once
 
+#include "plinth/plinth_export.h"
+
 #include <condition_variable>
 #include <mutex>
 
-class os_event_semaphore {
+class PLINTH_API os_event_semaphore {
 public:
   // A non-zero count starts the event posted.
   explicit os_event_semaphore(int count = 0) : m_bPosted(count != 0) {}

@@ -79,7 +79,10 @@ OpenFiles& open_files() {
 
 namespace os_log_files {
 FILE* open(const std::string& path, const char* mode) {
-  FILE* file = fopen(path.c_str(), mode);
+  // Close-on-exec whatever the caller's mode says.
+  std::string flags = mode ? mode : "r";
+  if (flags.find('e') == std::string::npos) flags += 'e';
+  FILE* file = fopen(path.c_str(), flags.c_str());
   if (!file) return nullptr;
   struct stat st;
   if (fstat(fileno(file), &st) == 0) {
@@ -101,7 +104,29 @@ int close(FILE* file) {
 }
 
 bool write_all(FILE* file, const char* data, size_t size) {
-  return plinth::platform::raw_write(fileno(file), data, size);
+  const int fd = fileno(file);
+  size_t done = 0;
+  while (done < size) {
+    const ssize_t n = ::write(fd, data + done, size - done);
+    if (n > 0) {
+      done += static_cast<size_t>(n);
+    } else if (n == 0 || errno != EINTR) {
+      break;
+    }
+  }
+  if (done == size) return true;
+  // A line that didn't fit leaves no fragment: the file is cut back to where
+  // the line began, so the next accepted line stands on a line of its own.
+  // Only a regular file can be cut; the file is opened for appending, so the
+  // line's bytes are the last ones in it.
+  const int saved = errno;
+  struct stat st;
+  if (done > 0 && fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && st.st_size >= static_cast<off_t>(done)) {
+    while (ftruncate(fd, st.st_size - static_cast<off_t>(done)) != 0 && errno == EINTR) {
+    }
+  }
+  errno = saved;
+  return false;
 }
 
 bool is_held_open(const std::string& path) {

@@ -8,9 +8,10 @@
 #include <string>
 #include <vector>
 
+#include "plinth/plinth_export.h"
 #include "plinth/platform/os/os_error.h"
 
-class os_directory {
+class PLINTH_API os_directory {
 public:
   // Reads the names at construction; throws os_file_toolkit_error when the
   // directory cannot be listed.
@@ -22,7 +23,7 @@ private:
   std::vector<std::string> m_vNames;
 };
 
-class os_file_system {
+class PLINTH_API os_file_system {
 public:
   // Removes a file; a missing file is not an error. Throws on any other failure.
   static void remove_if_exists(const std::string& path);
@@ -32,7 +33,7 @@ public:
   static bool is_regular_file(const std::string& path);
 };
 
-class os_io_status {
+class PLINTH_API os_io_status {
 public:
   // Throws os_file_toolkit_error when the path cannot be examined.
   explicit os_io_status(const std::string& path);
@@ -50,14 +51,15 @@ private:
 // unlinked, and its lines would vanish. Thread-safe.
 namespace os_log_files {
 // fopen that records the file; null on failure, errno set.
-FILE* open(const std::string& path, const char* mode);
+PLINTH_API FILE* open(const std::string& path, const char* mode);
 // fclose that forgets the file; returns fclose's result.
-int close(FILE* file);
+PLINTH_API int close(FILE* file);
 // Whether the path names a file that open() gave and close() hasn't taken back.
-bool is_held_open(const std::string& path);
+PLINTH_API bool is_held_open(const std::string& path);
 // Writes all bytes to an unbuffered stream with one system call where the
 // kernel takes them at once, bypassing stdio's per-call bookkeeping (the
 // stream holds no buffered data to overtake). False with errno set when not
-// every byte was written.
-bool write_all(FILE* file, const char* data, size_t size);
+// every byte was written; the bytes that were written are then cut off
+// again where the file allows it (a regular file opened for appending).
+PLINTH_API bool write_all(FILE* file, const char* data, size_t size);
 }  // namespace os_log_files

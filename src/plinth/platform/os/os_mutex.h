@@ -4,10 +4,12 @@
 // nothing here reports failure.
 #pragma once
 
+#include "plinth/plinth_export.h"
+
 #include <condition_variable>
 #include <mutex>
 
-class os_mutex {
+class PLINTH_API os_mutex {
 public:
   // locked: the creating thread starts as the owner.
   explicit os_mutex(bool locked = false) {
@@ -24,7 +26,7 @@ private:
   std::recursive_mutex m_Mutex;
 };
 
-class os_condition_mutex {
+class PLINTH_API os_condition_mutex {
 public:
   // locked: the creating thread starts as the owner.
   explicit os_condition_mutex(bool locked = false) {
@@ -42,7 +44,7 @@ private:
 };
 
 // A condition bound to one os_condition_mutex for its whole life.
-class os_condition {
+class PLINTH_API os_condition {
 public:
   explicit os_condition(os_condition_mutex& mutex) : m_Mutex(mutex) {}
   os_condition(const os_condition&) = delete;

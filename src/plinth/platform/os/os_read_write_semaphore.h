@@ -3,9 +3,11 @@
 // std::system_error of a broken lock.
 #pragma once
 
+#include "plinth/plinth_export.h"
+
 #include <shared_mutex>
 
-class os_read_write_semaphore {
+class PLINTH_API os_read_write_semaphore {
 public:
   void read_lock() { m_Lock.lock_shared(); }
   void read_unlock() { m_Lock.unlock_shared(); }

@@ -3,11 +3,13 @@
 // searching never throws. One object may be searched from several threads.
 #pragma once
 
+#include "plinth/plinth_export.h"
+
 #include <memory>
 #include <string>
 #include <utility>
 
-class os_regexp {
+class PLINTH_API os_regexp {
 public:
   static constexpr unsigned npos = static_cast<unsigned>(-1);
 

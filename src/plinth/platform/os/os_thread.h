@@ -9,9 +9,10 @@
 #include <mutex>
 #include <thread>
 
+#include "plinth/plinth_export.h"
 #include "plinth/platform/os/os_error.h"
 
-class os_this_thread {
+class PLINTH_API os_this_thread {
 public:
   static uint32_t id() noexcept;
   // The thread's pthread handle, as a number.
@@ -24,12 +25,12 @@ public:
 
 // The record of a started thread. The id comes first: callers that know
 // only the record read its first word.
-struct os_thread_t {
+struct PLINTH_API os_thread_t {
   uint32_t m_nId = 0;
   std::thread m_Thread;
 };
 
-class os_thread_toolkit_error : public os_toolkit_error {
+class PLINTH_API os_thread_toolkit_error : public os_toolkit_error {
 public:
   os_thread_toolkit_error(long code, const std::string& text) : os_toolkit_error(code, text) {}
 };
@@ -37,7 +38,7 @@ public:
 // Runs start(argument) on a new thread. The constructor returns once the
 // thread's id is known; the destructor joins the thread, so none is left
 // running or detached when its object goes away.
-class os_thread {
+class PLINTH_API os_thread {
 public:
   // The int and bool of the toolkit's signature (a stack size hint and a
   // detached start) are accepted for callers written against it; a thread
@@ -59,7 +60,7 @@ private:
 // Counts free units; lock takes units, waiting until they are there. Taking
 // and giving back without a waiter are single atomic operations: the mutex
 // is only for sleeping.
-class os_counting_semaphore {
+class PLINTH_API os_counting_semaphore {
 public:
   explicit os_counting_semaphore(unsigned start = 0) : m_nCount(start) {}
   os_counting_semaphore(const os_counting_semaphore&) = delete;

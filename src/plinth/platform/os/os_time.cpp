@@ -1,4 +1,5 @@
 #include "plinth/platform/os/os_time.h"
+#include "plinth/platform/os/os_clock_hooks.h"
 
 #include <atomic>
 #include <chrono>

@@ -1,33 +1,26 @@
 // Time and date. Every reading of "now" in the library goes through
-// os_clock, which tests can move forward or back so that time-outs, day
-// changes and file ages are tested without waiting. Thread-safe; only
-// os_time_and_date::date() and os_date::today() throw, for a year that an
-// os_date cannot hold.
+// os_clock, which tests can move forward or back (os_clock_hooks.h) so that
+// time-outs, day changes and file ages are tested without waiting.
+// Thread-safe; only os_time_and_date::date() and os_date::today() throw, for
+// a year that an os_date cannot hold.
 #pragma once
 
 #include <cstdint>
 #include <string>
 #include <utility>
 
-#include "plinth/platform/os/os_error.h"
 #include "plinth/plinth_export.h"
+#include "plinth/platform/os/os_error.h"
 
 namespace os_clock {
 // Microseconds since the Unix epoch, including the test offset.
 // Exported: libzlt-plinth-db-4.0.so reads the same clock, so that tests
 // move its time-outs too.
 PLINTH_API int64_t now_us() noexcept;
-// Test hooks: move "now" by a signed amount, or back to the real time.
-void advance_seconds(int64_t seconds) noexcept;
-void set_offset_us(int64_t offset) noexcept;
-int64_t offset_us() noexcept;
-// Test hook: "now" stays at the given time (plus the offset) until thawed
-// with 0, so that tests can compare texts that carry the time.
-void set_frozen_us(int64_t us) noexcept;
 }  // namespace os_clock
 
 // A signed span of time, microsecond resolution.
-class os_time_period {
+class PLINTH_API os_time_period {
 public:
   os_time_period() = default;
   os_time_period(long days, long hours, long minutes, long seconds, long milliseconds = 0);
@@ -44,7 +37,7 @@ private:
 
 // A time of day, to the millisecond. Values beyond a day wrap around
 // midnight (and negative ones wrap backwards), so building one never fails.
-class os_time {
+class PLINTH_API os_time {
 public:
   os_time() = default;
   os_time(unsigned short hours, unsigned short minutes, unsigned short seconds,
@@ -64,7 +57,7 @@ private:
 
 // A calendar day. The fields are kept as given: nothing checks that the
 // day exists in its month.
-class os_date {
+class PLINTH_API os_date {
 public:
   os_date() = default;
   os_date(unsigned short month, unsigned short day, short year)
@@ -84,7 +77,7 @@ private:
 
 // The zone a local time was read in, named as the system abbreviates it
 // ("UTC", "CET", "CEST").
-class os_time_zone {
+class PLINTH_API os_time_zone {
 public:
   os_time_zone() = default;
   explicit os_time_zone(std::string name) : m_sName(std::move(name)) {}
@@ -95,14 +88,14 @@ private:
 };
 
 // A failure of the time classes, such as a year an os_date cannot hold.
-class os_time_toolkit_error : public os_toolkit_error {
+class PLINTH_API os_time_toolkit_error : public os_toolkit_error {
 public:
   explicit os_time_toolkit_error(const std::string& text) : os_toolkit_error(0, text) {}
 };
 
 // A point in time, shown in local time. The default value is the epoch,
 // so a time that was never set reads as "long ago".
-class os_time_and_date {
+class PLINTH_API os_time_and_date {
 public:
   os_time_and_date() = default;
   // From seconds since the epoch, as file systems give modification times.

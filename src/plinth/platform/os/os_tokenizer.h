@@ -3,12 +3,14 @@
 // used from several threads at once; it never fails.
 #pragma once
 
+#include "plinth/plinth_export.h"
+
 #include <array>
 #include <string>
 #include <string_view>
 #include <vector>
 
-class os_tokenizer {
+class PLINTH_API os_tokenizer {
 public:
   os_tokenizer() = default;
 
