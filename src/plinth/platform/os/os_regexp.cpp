@@ -35,12 +35,29 @@ os_regexp::~os_regexp() = default;
 os_regexp::os_regexp(os_regexp&&) noexcept = default;
 os_regexp& os_regexp::operator=(os_regexp&&) noexcept = default;
 
+namespace {
+
+// Only the whole match is read, so one pair of offsets serves every
+// pattern: the match data is made once a thread instead of once a search,
+// which cost as much as the match itself on short texts.
+pcre2_match_data* ThreadMatchData() {
+  struct Holder {
+    pcre2_match_data* data = pcre2_match_data_create(1, nullptr);
+    ~Holder() { pcre2_match_data_free(data); }
+  };
+  thread_local Holder holder;
+  return holder.data;
+}
+
+}  // namespace
+
 std::pair<unsigned, unsigned> os_regexp::search(const char* text, unsigned start,
                                                 unsigned end) const {
   const std::pair<unsigned, unsigned> none{npos, npos};
   if (!text || start > end) return none;
-  pcre2_match_data* md = pcre2_match_data_create_from_pattern(m_pImpl->code, nullptr);
+  pcre2_match_data* md = ThreadMatchData();
   if (!md) return none;
+  // A result of 0 says the groups didn't fit; the whole match is there.
   int rc = pcre2_match(m_pImpl->code, reinterpret_cast<PCRE2_SPTR>(text), end, start, 0, md,
                        nullptr);
   // The JIT keeps its backtracking on a small fixed stack; a long repeated
@@ -49,13 +66,9 @@ std::pair<unsigned, unsigned> os_regexp::search(const char* text, unsigned start
   if (rc == PCRE2_ERROR_JIT_STACKLIMIT)
     rc = pcre2_match(m_pImpl->code, reinterpret_cast<PCRE2_SPTR>(text), end, start,
                      PCRE2_NO_JIT, md, nullptr);
-  std::pair<unsigned, unsigned> result = none;
-  if (rc >= 0) {
-    PCRE2_SIZE* ov = pcre2_get_ovector_pointer(md);
-    result = {static_cast<unsigned>(ov[0]), static_cast<unsigned>(ov[1])};
-  }
-  pcre2_match_data_free(md);
-  return result;
+  if (rc < 0) return none;
+  const PCRE2_SIZE* ov = pcre2_get_ovector_pointer(md);
+  return {static_cast<unsigned>(ov[0]), static_cast<unsigned>(ov[1])};
 }
 
 std::pair<unsigned, unsigned> os_regexp::search(const std::string& text, unsigned start,
