@@ -4,4 +4,5 @@
 
 #include "plinth/diag/diagstacks.h"
 #include "plinth/diag/format_obj.h"
+#include "plinth/diag/levels_file.h"
 #include "plinth/diag/tdiag.h"
