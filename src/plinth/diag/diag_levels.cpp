@@ -496,7 +496,7 @@ void DiagLevelsFileReport::Read(std::istream& in) {
   for (const Token& token : tokens) {
     if (token.key[0] == '&') {
       long long index = -1;
-      ReadInteger(std::string_view(token.key).substr(1), index);
+      if (!ReadInteger(std::string_view(token.key).substr(1), index)) continue;
       if (index >= 0 && index < static_cast<long long>(TDiag::kContextCount)) m_mContexts[static_cast<unsigned>(index)] = token.levels;
     } else {
       m_mFiles[TDiag::NormalizeFileName(token.key.c_str())] = token.levels;
