@@ -1,5 +1,8 @@
 // The levels file explained: the names looked for, the lines that do
 // nothing, the levels that result, and the trace of Initialize.
+#include <sys/wait.h>
+
+#include <cstdlib>
 #include <sstream>
 
 #include "common/trace_file.h"
@@ -85,3 +88,33 @@ TEST_F(DiagTest, InitializeTellsTheTraceWhichLevelsFileItReadsAndWhatItIgnores) 
   EXPECT_TRUE(trace.Has("levels file line 2 ignored (no separator"));
   EXPECT_TRUE(trace.Has("no registered source file is named \"nosuchfile\""));
 }
+
+#ifdef PLINTH_LEVELS_PATH
+TEST(LevelsTool, ListsTheNamesChecksTheFileAndPrintsTheLevels) {
+  TempDir dir;
+  auto run = [&](const std::string& args, std::string& out) {
+    const std::string cmd = std::string(PLINTH_LEVELS_PATH) + " " + args + " >'" + (dir / "out") + "' 2>&1";
+    const int raw = std::system(cmd.c_str());
+    out = ReadFile(dir / "out");
+    return WIFEXITED(raw) ? WEXITSTATUS(raw) : -1;
+  };
+  std::string out;
+  const std::string where = "--path '" + dir.path() + "' --name prog --logical srv";
+  EXPECT_EQ(run(where, out), 1);
+  EXPECT_NE(out.find(dir / "prog.srv_DiagLvls.ini"), std::string::npos) << out;
+  EXPECT_NE(out.find("none is found"), std::string::npos);
+
+  WriteFile(dir / "prog_DiagLvls.ini", "MinimumDbgLvl=2\nini 5\n&3=6\n");
+  EXPECT_EQ(run(where + " other.cpp", out), 0) << out;
+  for (const std::string& expected :
+       {dir / "prog_DiagLvls.ini" + "   <- found, read", std::string("ini                          debug 5, buffer 5"),
+        std::string("other.cpp                    debug 2, buffer 2"), std::string("3 (mask 8)                   debug 6")})
+    EXPECT_NE(out.find(expected), std::string::npos) << expected << "\n" << out;
+
+  WriteFile(dir / "bad.ini", "ok 1\nnosep\n");
+  EXPECT_EQ(run("--file '" + (dir / "bad.ini") + "'", out), 1);
+  EXPECT_NE(out.find(dir / "bad.ini" + ":2: no separator"), std::string::npos) << out;
+  EXPECT_EQ(run("--help", out), 0);
+  EXPECT_EQ(run("--bogus", out), 2);
+}
+#endif
