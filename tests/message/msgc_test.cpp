@@ -97,6 +97,25 @@ TEST_F(MsgcTool, EveryNameEqualsItsNumberAndTheLoggerFileFollowsTheSameMessages)
             "FIL1001 W 5 files files_log * - Reading %s took %2$ss, 100%%\n"
             "FIL1005 I 5 files files_log * - Gap\n"
             "FIL7 I 5 files files_log * - Back\n");
+  // A logger's file kept by hand is checked against the same messages.
+  const std::string generated = ReadFile(dir / "log.msg");
+  const std::string check = "--check-logger " + Quoted("kept.msg") + " --destinations files_log " + Quoted("app.msg");
+  const struct {
+    std::string kept;
+    int rc;
+    std::string told;
+  } kept[] = {
+      {generated, 0, ""},
+      {"  # by hand\n" + generated.substr(generated.find('\n') + 1), 0, ""},
+      {std::string(generated).replace(generated.find("E 2"), 3, "E 3"), 1, "kept.msg:2: differs from"},
+      {generated.substr(0, generated.rfind("FIL7")), 1, "app.msg:6"},
+      {generated + "FIL8 I 5 files files_log * - More\n", 1, "kept.msg:6: no message of"},
+  };
+  for (const auto& c : kept) {
+    WriteFile(dir / "kept.msg", c.kept);
+    EXPECT_EQ(Run(check), c.rc) << c.kept;
+    EXPECT_NE(err.find(c.told), std::string::npos) << err;
+  }
   // Without the destinations the logger's file can't be written.
   EXPECT_EQ(Run("--logger " + Quoted("log2.msg") + " " + Quoted("app.msg")), 1);
   EXPECT_NE(err.find("app.msg:3: no destinations"), std::string::npos) << err;

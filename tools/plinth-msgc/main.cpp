@@ -3,7 +3,7 @@
 // enumeration; and, on request, the message logger's file for the same
 // messages, so that a product keeps one message file by hand.
 //
-//   plinth-msgc [-o OUTPUT] [--enum NAME] [--logger LOGGER_FILE
+//   plinth-msgc [-o OUTPUT] [--enum NAME] [--logger LOGGER_FILE | --check-logger LOGGER_FILE
 //               [--level N] [--contexts A,B] [--destinations D] [--exit NAME]] MESSAGE_FILE
 //
 // Without -o (or with -o -) the names go to standard output. With --enum the
@@ -18,6 +18,9 @@
 // a comment line "#@@LOGGER level=N contexts=N destinations=N exit=N" names
 // (the catalogue ignores both the comment and the extra columns), or else
 // from the options.
+//
+// --check-logger compares a logger's file kept by hand with the one that
+// would be written, record by record, and names each line that differs.
 //
 // Exit status: 0 done; 1 a message file it refuses (with file, line and
 // cause) or an output not written; 2 a bad command line.
@@ -46,6 +49,7 @@ void usage(std::FILE* to) {
                "  -o OUTPUT        where the logical names go (default: standard output)\n"
                "  --enum NAME      write a header that declares enumeration NAME\n"
                "  --logger FILE    also write the message logger's file for the same messages\n"
+               "  --check-logger FILE  check that an existing logger file holds the same records\n"
                "  --level N, --contexts LIST, --destinations LIST, --exit NAME\n"
                "                   the logger's columns for records that don't name their own\n"
                "                   (a comment \"#@@LOGGER level=N contexts=N destinations=N exit=N\"\n"
@@ -284,11 +288,53 @@ public:
         return false;
       if (level.size() != 1 || level[0] < '0' || level[0] > '7')
         return Fail(r.line, "level \"" + level + "\" is not from 0 to 7");
-      text += prefix + std::to_string(r.number) + " " + r.fields[static_cast<size_t>(m_nOrder[2])] + " " + level +
-              " " + contexts + " " + destinations + " " + exitName + " - " +
-              LoggerFormat(r.fields[static_cast<size_t>(m_nOrder[6])]) + "\n";
+      const std::string record = prefix + std::to_string(r.number) + " " +
+                                 r.fields[static_cast<size_t>(m_nOrder[2])] + " " + level + " " + contexts + " " +
+                                 destinations + " " + exitName + " - " +
+                                 LoggerFormat(r.fields[static_cast<size_t>(m_nOrder[6])]);
+      text += record + "\n";
+      m_vLoggerRecords.emplace_back(r.line, record);
     }
     return true;
+  }
+
+  // Compares the records of an existing logger's file, in order, with those
+  // LoggerFile made; false after printing each difference.
+  bool CheckLoggerFile(const std::string& path) {
+    std::ifstream in(path, std::ios::in | std::ios::binary);
+    if (!in.is_open()) {
+      std::fprintf(stderr, "plinth-msgc: %s: can't be opened\n", path.c_str());
+      return false;
+    }
+    bool same = true;
+    size_t next = 0;
+    unsigned line = 0;
+    for (std::string record; std::getline(in, record);) {
+      ++line;
+      // The logger's reading: white space before a record goes, "#" or "-"
+      // first is a comment, a CR before the line feed is dropped.
+      record.erase(0, record.find_first_not_of(" \t\v\f\r"));
+      if (!record.empty() && record.back() == '\r') record.pop_back();
+      if (record.empty() || record[0] == '#' || record[0] == '-') continue;
+      if (next >= m_vLoggerRecords.size()) {
+        std::fprintf(stderr, "plinth-msgc: %s:%u: no message of %s stands for this record\n", path.c_str(), line,
+                     m_sShown.c_str());
+        same = false;
+        break;
+      }
+      if (record != m_vLoggerRecords[next].second) {
+        std::fprintf(stderr, "plinth-msgc: %s:%u: differs from %s:%u, which gives\n  %s\n", path.c_str(), line,
+                     m_sShown.c_str(), m_vLoggerRecords[next].first, m_vLoggerRecords[next].second.c_str());
+        same = false;
+      }
+      ++next;
+    }
+    for (size_t i = next; same && i < m_vLoggerRecords.size(); ++i) {
+      std::fprintf(stderr, "plinth-msgc: %s: has no record for %s:%u\n", path.c_str(), m_sShown.c_str(),
+                   m_vLoggerRecords[i].first);
+      same = false;
+    }
+    return same;
   }
 
   LoggerColumns m_Columns;
@@ -306,12 +352,13 @@ private:
   std::string m_sShown;
   int m_nOrder[9] = {};
   std::vector<Record> m_vRecords;
+  std::vector<std::pair<unsigned, std::string>> m_vLoggerRecords;  // catalogue line, logger record
 };
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  std::string input, output = "-", enumName, loggerOutput;
+  std::string input, output = "-", enumName, loggerOutput, loggerCheck;
   LoggerColumns defaults;
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];
@@ -326,6 +373,8 @@ int main(int argc, char** argv) {
       }
     } else if (arg == "--logger" && hasValue) {
       loggerOutput = argv[++i];
+    } else if (arg == "--check-logger" && hasValue) {
+      loggerCheck = argv[++i];
     } else if (arg == "--level" && hasValue) {
       defaults.defaultLevel = argv[++i];
     } else if (arg == "--contexts" && hasValue) {
@@ -372,7 +421,8 @@ int main(int argc, char** argv) {
 
   std::string text, loggerText;
   if (!compiler.Names(!enumName.empty(), text)) return 1;
-  if (!loggerOutput.empty() && !compiler.LoggerFile(file, loggerText)) return 1;
+  if ((!loggerOutput.empty() || !loggerCheck.empty()) && !compiler.LoggerFile(file, loggerText)) return 1;
+  if (!loggerCheck.empty() && !compiler.CheckLoggerFile(loggerCheck)) return 1;
   if (!enumName.empty())
     text = "// Generated by plinth-msgc from " + file + "; do not edit.\n#pragma once\n\nenum " + enumName +
            " {\n" + text + "};\n";
