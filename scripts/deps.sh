@@ -4,7 +4,8 @@
 set -euo pipefail
 
 plinth_packages=(cmake ninja-build g++ pkg-config libgtest-dev libgmock-dev
-  libbenchmark-dev libicu-dev libpcre2-dev libunwind-dev libdw-dev)
+  libbenchmark-dev libicu-dev libpcre2-dev libunwind-dev libdw-dev
+  libsqlite3-dev libpq-dev postgresql gdb)
 
 plinth_install_missing() {
   local missing=()

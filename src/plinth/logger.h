@@ -2,6 +2,7 @@
 #pragma once
 
 #include "plinth/logger/base_dest.h"
+#include "plinth/logger/db_facade.h"
 #include "plinth/logger/destination.h"
 #include "plinth/logger/file_dest.h"
 #include "plinth/logger/logger.h"

@@ -12,4 +12,5 @@
 #include "plinth/platform/os/os_thread.h"
 #include "plinth/platform/os/os_time.h"
 #include "plinth/platform/os/os_tokenizer.h"
+#include "plinth/platform/os/os_udp_socket.h"
 #include "plinth/platform/sys_string.h"

@@ -1,5 +1,5 @@
 // System utilities: the library tracer, the reader-writer semaphore,
-// run-time libraries, unique keys and thread ids.
+// run-time libraries, unique keys, thread ids and datagrams.
 #pragma once
 
 #include "plinth/system/dynamic_library.h"
@@ -7,3 +7,4 @@
 #include "plinth/system/thread_id.h"
 #include "plinth/system/tracer.h"
 #include "plinth/system/unique_key.h"
+#include "plinth/system/udp.h"

@@ -101,8 +101,6 @@ TEST(StreambufHelper, ConvertsStringsPassesBytesAndNeverWritesShort) {
   std::stringbuf target;
   i18n_aux::streambuf_helper helper(&target, "ctx");
   EXPECT_EQ(helper.m_Context, "[ctx] ");
-  helper.set_context(nullptr);
-  EXPECT_EQ(helper.m_Context, "");
   std::ostream out(&helper);
 
   SetMode(true);

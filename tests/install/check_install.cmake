@@ -35,6 +35,12 @@ if(NOT dyn MATCHES "SONAME +libzlt-plinth-4.0.so")
   message(FATAL_ERROR "unexpected SONAME:\n${dyn}")
 endif()
 
+# The installed viewer finds the installed library through its RUNPATH.
+run(${prefix}/bin/plinth-spy --help)
+if(NOT last_output MATCHES "usage: plinth-spy")
+  message(FATAL_ERROR "plinth-spy --help printed: ${last_output}")
+endif()
+
 set(ENV{PKG_CONFIG_PATH} ${prefix}/lib/pkgconfig)
 run(pkg-config --cflags --libs plinth)
 string(STRIP "${last_output}" flags)

@@ -5,6 +5,7 @@
 #include <cstring>
 #include <cstdio>
 
+#include "plinth/diag/diag_action.h"
 #include "plinth/diag/levels_file.h"
 #include "plinth/diag/line_builder.h"
 #include "plinth/logger/logger.h"
@@ -128,13 +129,14 @@ void TDiag::Destroy() {
 }
 
 void exit_diag() {
-  // The context list of the control surface is destroyed here once it exists.
+  DiagLocalContextMgr::Destroy();
   TDiag::Destroy();
 }
 
 TDiag::TDiag() : m_pLogger(Logger::GetInstance()), m_nMainThreadId(os_this_thread::id()) {}
 
 TDiag::~TDiag() {
+  DetachSpy();
   ClearFormattingObjects();
   m_mFiles.clear();
   m_mContextNames.clear();
@@ -189,7 +191,7 @@ void TDiag::Initialize(const std::string& logPath, const std::string& iniPath, c
     ReadLevelsFile(true);
     SetDefaultLevelForAll();
     ReadLevelsFile(false);
-    // The viewer is looked for here once it can be attached.
+    SetOCSpyHwnd();
   } else {
     TraceLevelsFileLookUp(m_sIniPath, m_pOutputFileName, m_sLogicalName);
     ReadAnotherLevelsFile();
@@ -203,8 +205,7 @@ void TDiag::Initialize(const std::string& logPath, const std::string& iniPath, c
 
   CreateDestinations();
   if (m_bApplyCleanup && m_bIsPIDUsed) m_pLogger->cleanupAllDests(static_cast<int>(m_nRetainDays));
-  // The level maps and the version registry (PrintLevelMaps, PrintVersions)
-  // are printed here once the engine can describe itself.
+  DescribeAtInitialize();
 
   // A further call leaves a live buffer and its text alone: its state and
   // size only change through CreateBuffer, ResetBufferSize and DestroyBuffer.
@@ -291,36 +292,41 @@ void TDiag::Println(const DiagLocalData& data, const char* text) {
   AppendTimeStamp(line, now);
   AppendLineBody(line, data.m_nLevel, data.m_pFile, data.m_pFunction, IsMainThread(), text);
   buffer[line.size()] = '\n';
-  WriteLine(buffer, line.size() + 1, data.m_bToLog, data.m_bToBuffer);
+  WriteLine(buffer, line.size() + 1, data, now, text);
 }
 
 void TDiag::PrintMsg(const std::string& text, const char* file, const char* function, int level, int context,
                      bool toLog, bool toBuffer) {
-  (void)context;  // only the viewer is told the context
   char stamp[24];
-  FormatTime(stamp, sizeof stamp);
+  _SYSTEMTIME now;
+  FormatTime(stamp, sizeof stamp, now);
   char buffer[kMaxPrintMsgLine + 1];
   LineBuilder line(buffer, kMaxPrintMsgLine - 1);
   line.Text(stamp);
   AppendLineBody(line, static_cast<unsigned>(level), file, function, IsMainThread(), text.c_str());
   buffer[line.size()] = '\n';
   // A cut line stays out of the buffer.
-  WriteLine(buffer, line.size() + 1, toLog, toBuffer && !line.overflowed());
+  const DiagLocalData data{file, function, static_cast<unsigned>(level), context, toLog, toBuffer && !line.overflowed()};
+  WriteLine(buffer, line.size() + 1, data, now, text.c_str());
 }
 
-void TDiag::WriteLine(const char* text, size_t length, bool toLog, bool toBuffer) {
+void TDiag::WriteLine(const char* composed, size_t length, const DiagLocalData& data, const _SYSTEMTIME& time,
+                      const char* text) {
+  const bool toLog = data.m_bToLog, toBuffer = data.m_bToBuffer;
   // A line for the buffer alone is never copied.
   std::string* line = nullptr;
   std::string late;  // for lines printed while the thread ends
   if (toLog) {
     line = ThreadLineBuffer();
     if (!line) line = &late;
-    line->assign(text, length);
+    line->assign(composed, length);
   }
   os_lock_guard guard(m_CritSect);
-  if (toBuffer) m_MemBuffer.WriteMsg(text, static_cast<unsigned>(length));
+  if (toBuffer) m_MemBuffer.WriteMsg(composed, static_cast<unsigned>(length));
   if (line && !m_sDestName.empty()) m_pLogger->writeDest(m_sDestName, *line, 0, 0);
-  // The viewer takes the line here, in the same order, once it can be attached.
+  // Whichever of the two the line reached, the viewer sees it.
+  if (m_hSpyWindow)
+    SendResultToOCSpy(data.m_nContext, data.m_pFile, data.m_nLevel, data.m_pFunction, os_this_thread::id(), time, text);
 }
 
 void TDiag::SayToFile(const char* function, const char* text) {
@@ -365,7 +371,7 @@ void TDiag::SetDiagEnabled(bool enable) {
     if (!OpenLogFile()) return;
     m_bEnabled.store(true, std::memory_order_relaxed);
   }
-  // The viewer is looked for again here once it can be attached.
+  SetOCSpyHwnd();
 }
 
 std::string TDiag::DumpAppInfoIntoDiag(void* diag) {

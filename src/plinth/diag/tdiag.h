@@ -200,6 +200,12 @@ public:
   DiagStacks& GetStacks() { return m_Stacks; }
   unsigned long GetMainThreadId() const { return m_nMainThreadId; }
 
+  // ---- self-description: lists written straight into the file ----
+  void printDiagnosticParameters();
+  void PrintFilesMap();
+  void PrintContextsMap();
+  void PrintVersionRegistry();
+
   static std::atomic<TDiag*> m_pTheObject;
   static std::atomic<LifeCycle> m_eState;
 
@@ -231,7 +237,7 @@ public:
   std::string m_sDestName;  // "cyclic_files" or "sequential_files" once created
   unsigned m_nRetainDays = 3;
   bool m_bApplyCleanup = true;
-  void* m_hSpyWindow = nullptr;  // the viewer, once one can be attached
+  void* m_hSpyWindow = nullptr;  // the viewer's window: under the engine lock
   DbgBuffer m_MemBuffer;
   // Read without a lock by every scope that ends.
   std::atomic<bool> m_bBufferWanted{false};
@@ -268,6 +274,15 @@ protected:
   void SetDefaultLevelForAll();
   void SetFileDebugLevel(const char* file, unsigned level) { SetFileDiagBufferLevels(file, level, level); }
 
+  // The viewer: its windows are looked for at Initialize and at
+  // SetDiagEnabled(true); a failed send forgets them. Sends never wait.
+  void SetOCSpyHwnd();
+  void SendModuleAndSpyVersion();
+  void SendFiles();
+  void SendContexts();
+  bool SendResultToOCSpy(int context, const char* file, unsigned level, const char* function,
+                         unsigned long threadId, _SYSTEMTIME time, const char* text);
+
   friend void exit_diag();
   friend class TDiagRegister;
 
@@ -275,7 +290,16 @@ private:
   static std::string DumpAppInfoIntoDiag(void* diag);
   bool IsMainThread() const;
   // Writes a composed line under the engine lock to where data says.
-  void WriteLine(const char* line, size_t length, bool toLog, bool toBuffer);
+  // data says where it goes; the viewer gets the text and the time apart.
+  void WriteLine(const char* line, size_t length, const DiagLocalData& data, const _SYSTEMTIME& time,
+                 const char* text);
+  // Sends one record to the known window, forgetting it when the send fails.
+  bool SendSpyRecord(unsigned kind, const void* payload, size_t size);
+  bool SendSpyPieces(unsigned kind, const void* pieces, size_t count);
+  // Stops the control listener and lets the window go.
+  void DetachSpy();
+  // Step 10 of Initialize: the parameters, maps and version registry.
+  void DescribeAtInitialize();
   // A line of the engine's own about its set-up, to the file only.
   void SayToFile(const char* function, const char* text);
 

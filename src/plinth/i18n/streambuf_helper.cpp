@@ -42,13 +42,10 @@ std::streamsize streambuf_helper::xsputn(char const* text, std::streamsize count
   static thread_local bool tracing = false;
   if (!tracing) {
     tracing = true;
-    try {
-      PLINTH_TRACE_AS("streambuf_helper", 4, "streambuf_helper::xsputn sUTF8=" << converted);
-    } catch (...) {
-      tracing = false;
-      throw;
-    }
-    tracing = false;
+    struct Reset {
+      ~Reset() { tracing = false; }
+    } const reset;
+    PLINTH_TRACE_AS("streambuf_helper", 4, "streambuf_helper::xsputn sUTF8=" << converted);
   }
   m_pTarget->sputn(converted.data(), static_cast<std::streamsize>(converted.size()));
   return count;

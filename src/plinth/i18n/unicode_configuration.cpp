@@ -1,6 +1,6 @@
 #include "plinth/i18n/unicode_configuration.h"
 
-#include <cstdio>
+#include <atomic>
 #include <cstdlib>
 #include <iostream>
 #include <mutex>
@@ -24,18 +24,23 @@ Osl_UnicodeConfiguration::Osl_UnicodeConfiguration()
 
 Osl_UnicodeConfiguration::~Osl_UnicodeConfiguration() = default;
 
-// The pointer is written once per life of the singleton; the unlocked first
-// test is the fast path every text operation takes.
+namespace {
+// The pointer is written once per life of the singleton and read without
+// the lock by every text operation: an atomic access on a plain field.
+std::atomic_ref<Osl_UnicodeConfiguration*> Published(Osl_UnicodeConfiguration*& pointer) {
+  return std::atomic_ref<Osl_UnicodeConfiguration*>(pointer);
+}
+}  // namespace
+
 Osl_UnicodeConfiguration* Osl_UnicodeConfiguration::Instance() {
-  if (m_pInstance) return m_pInstance;
+  if (Osl_UnicodeConfiguration* instance = Published(m_pInstance).load(std::memory_order_acquire)) return instance;
   std::lock_guard<os_mutex> held(m_SingletonLock);
-  if (!m_pInstance) m_pInstance = new Osl_UnicodeConfiguration;
+  if (!m_pInstance) Published(m_pInstance).store(new Osl_UnicodeConfiguration, std::memory_order_release);
   return m_pInstance;
 }
 
 void Osl_UnicodeConfiguration::Destroy() {
-  Osl_UnicodeConfiguration* instance = m_pInstance;
-  m_pInstance = nullptr;
+  Osl_UnicodeConfiguration* instance = Published(m_pInstance).exchange(nullptr, std::memory_order_acq_rel);
   delete instance;
 }
 

@@ -1,6 +1,8 @@
 #include "plinth/i18n/unicode_converter.h"
 
+#include <algorithm>
 #include <cstring>
+#include <type_traits>
 #include <memory>
 #include <mutex>
 
@@ -25,97 +27,101 @@ ConversionRC ResultOf(Stop stop) {
   }
 }
 
-// Subtracted from the sum of a sequence's bytes, each shifted in by six
-// bits, to leave the code point: the marks of the lead and trailing bytes.
-constexpr char32_t OffsetsFromUTF8[4] = {0x00000000, 0x00003080, 0x000E2080, 0x03C82080};
-// The marks of a lead byte, by the length of its sequence.
-constexpr unsigned char FirstByteMark[5] = {0x00, 0x00, 0xC0, 0xE0, 0xF0};
-
-// A sequence of length bytes at text is well-formed UTF-8.
-bool IsLegalUTF8(const unsigned char* text, int length) {
-  if (length > 4) return false;
-  unsigned char a;
-  const unsigned char* p = text + length;
-  switch (length) {
-    case 4:
-      if ((a = *--p) < 0x80 || a > 0xBF) return false;
-      [[fallthrough]];
-    case 3:
-      if ((a = *--p) < 0x80 || a > 0xBF) return false;
-      [[fallthrough]];
-    case 2:
-      if ((a = *--p) > 0xBF) return false;
-      switch (*text) {
-        case 0xE0:
-          if (a < 0xA0) return false;
-          break;
-        case 0xED:
-          if (a > 0x9F) return false;
-          break;
-        case 0xF0:
-          if (a < 0x90) return false;
-          break;
-        case 0xF4:
-          if (a > 0x8F) return false;
-          break;
-        default:
-          if (a < 0x80) return false;
-      }
-      [[fallthrough]];
-    case 1:
-      if (*text >= 0x80 && *text < 0xC2) return false;
+// Copies the run of ASCII at the start of source, at most room elements,
+// and gives its length. A short run (a space between words) goes one by
+// one; a long one in blocks of 16 that a compiler turns into vector code.
+template <typename From, typename To>
+long CopyAscii(const From* source, To* target, long room) {
+  using Unit = std::make_unsigned_t<From>;
+  constexpr long Block = 16;
+  long k = 0;
+  for (; k < room && k < Block; ++k) {
+    const auto c = static_cast<Unit>(source[k]);
+    if (c >= 0x80) return k;
+    target[k] = static_cast<To>(c);
   }
-  return *text <= 0xF4;
+  for (; k + Block <= room; k += Block) {
+    Unit any = 0;
+    for (long j = 0; j < Block; ++j) any |= static_cast<Unit>(source[k + j]);
+    if (any >= 0x80) break;
+    for (long j = 0; j < Block; ++j) target[k + j] = static_cast<To>(source[k + j]);
+  }
+  for (; k < room; ++k) {
+    const auto c = static_cast<Unit>(source[k]);
+    if (c >= 0x80) break;
+    target[k] = static_cast<To>(c);
+  }
+  return k;
 }
 
-// Bytes of pure ASCII copied per round of the fast paths.
-constexpr long AsciiBlock = 16;
+bool IsTrail(unsigned char b) { return (b & 0xC0) == 0x80; }
 
+// UTF-8 to UTF-16 by the lead byte: a sequence that reaches past the end is
+// "source exhausted" before its bytes are tested, the rest must be legal
+// (no overlong forms, no surrogates, nothing past U+10FFFF, at most four
+// bytes), and a character that needs two units never half-fits.
 Stop UTF8toUTF16(const char* source, long slen, wchar_t* target, long dlen, long& consumed, long& produced) {
   const auto* src = reinterpret_cast<const unsigned char*>(source);
   long i = 0, o = 0;
   Stop stop = Stop::Finished;
   while (i < slen) {
-    // Runs of ASCII go a block at a time.
-    while (slen - i >= AsciiBlock && dlen - o >= AsciiBlock) {
-      unsigned char any = 0;
-      for (long k = 0; k < AsciiBlock; ++k) any |= src[i + k];
-      if (any & 0x80) break;
-      for (long k = 0; k < AsciiBlock; ++k) target[o + k] = src[i + k];
-      i += AsciiBlock;
-      o += AsciiBlock;
-    }
-    if (i >= slen) break;
     const unsigned char lead = src[i];
     if (lead < 0x80) {
-      if (o >= dlen) {
+      const long room = std::min(slen - i, dlen - o);
+      const long copied = CopyAscii(src + i, target + o, room);
+      i += copied;
+      o += copied;
+      if (copied == room && i < slen && o == dlen) {
         stop = Stop::TargetExhausted;
         break;
       }
-      target[o++] = lead;
-      ++i;
       continue;
     }
-    const int length = Osl_UnicodeConverter::LeadByteStep[lead];
+    const long length = Osl_UnicodeConverter::LeadByteStep[lead];
     if (length > slen - i) {
       stop = Stop::SourceExhausted;
       break;
     }
-    if (!IsLegalUTF8(src + i, length)) {
+    char32_t c;
+    if (length == 2) {
+      if (lead < 0xC2 || !IsTrail(src[i + 1])) {
+        stop = Stop::SourceIllegal;
+        break;
+      }
+      c = (char32_t(lead & 0x1F) << 6) | (src[i + 1] & 0x3F);
+    } else if (length == 3) {
+      const unsigned char second = src[i + 1];
+      const unsigned char low = lead == 0xE0 ? 0xA0 : 0x80, high = lead == 0xED ? 0x9F : 0xBF;
+      if (second < low || second > high || !IsTrail(src[i + 2])) {
+        stop = Stop::SourceIllegal;
+        break;
+      }
+      c = (char32_t(lead & 0x0F) << 12) | (char32_t(second & 0x3F) << 6) | (src[i + 2] & 0x3F);
+    } else if (length == 4 && lead <= 0xF4) {
+      const unsigned char second = src[i + 1];
+      const unsigned char low = lead == 0xF0 ? 0x90 : 0x80, high = lead == 0xF4 ? 0x8F : 0xBF;
+      if (second < low || second > high || !IsTrail(src[i + 2]) || !IsTrail(src[i + 3])) {
+        stop = Stop::SourceIllegal;
+        break;
+      }
+      c = (char32_t(lead & 0x07) << 18) | (char32_t(second & 0x3F) << 12) | (char32_t(src[i + 2] & 0x3F) << 6) |
+          (src[i + 3] & 0x3F);
+    } else {
+      // A continuation byte, a lead of five or six bytes, or past U+10FFFF.
       stop = Stop::SourceIllegal;
       break;
     }
-    char32_t c = 0;
-    for (int k = 0; k < length; ++k) c = (c << 6) + src[i + k];
-    c -= OffsetsFromUTF8[length - 1];
-    const long units = c > 0xFFFF ? 2 : 1;
-    if (units > dlen - o) {
-      stop = Stop::TargetExhausted;
-      break;
-    }
-    if (units == 1) {
+    if (c <= 0xFFFF) {
+      if (o >= dlen) {
+        stop = Stop::TargetExhausted;
+        break;
+      }
       target[o++] = static_cast<wchar_t>(c);
     } else {
+      if (dlen - o < 2) {
+        stop = Stop::TargetExhausted;
+        break;
+      }
       c -= 0x10000;
       target[o++] = static_cast<wchar_t>(0xD800 + (c >> 10));
       target[o++] = static_cast<wchar_t>(0xDC00 + (c & 0x3FF));
@@ -127,50 +133,87 @@ Stop UTF8toUTF16(const char* source, long slen, wchar_t* target, long dlen, long
   return stop;
 }
 
+// UTF-16 to UTF-8, leniently: a surrogate without its partner goes out as
+// its own value in three bytes, except a high surrogate at the very end,
+// which may yet find its partner in the caller's next piece.
 Stop UTF16toUTF8(const wchar_t* source, long slen, char* target, long dlen, long& consumed, long& produced) {
   auto* dst = reinterpret_cast<unsigned char*>(target);
   long i = 0, o = 0;
   Stop stop = Stop::Finished;
+  // One test per unit on the common paths: in text that mixes scripts the
+  // cost is the mispredicted branch where the script changes.
   while (i < slen) {
-    while (slen - i >= AsciiBlock && dlen - o >= AsciiBlock) {
-      char32_t any = 0;
-      for (long k = 0; k < AsciiBlock; ++k) any |= static_cast<char32_t>(source[i + k]);
-      if (any >= 0x80) break;
-      for (long k = 0; k < AsciiBlock; ++k) dst[o + k] = static_cast<unsigned char>(source[i + k]);
-      i += AsciiBlock;
-      o += AsciiBlock;
-    }
-    if (i >= slen) break;
     char32_t c = static_cast<char32_t>(source[i]);
+    if (c < 0x80) {
+      // A long run of ASCII (its 32nd unit is ASCII too) goes in blocks.
+      if (slen - i >= 32 && static_cast<char32_t>(source[i + 31]) < 0x80) {
+        const long room = std::min(slen - i, dlen - o);
+        const long copied = CopyAscii(source + i, dst + o, room);
+        i += copied;
+        o += copied;
+        if (copied == room && o == dlen) {
+          stop = Stop::TargetExhausted;
+          break;
+        }
+        continue;
+      }
+      if (o == dlen) {
+        stop = Stop::TargetExhausted;
+        break;
+      }
+      dst[o++] = static_cast<unsigned char>(c);
+      ++i;
+      continue;
+    }
+    if (c < 0x800) {
+      if (dlen - o < 2) {
+        stop = Stop::TargetExhausted;
+        break;
+      }
+      dst[o] = static_cast<unsigned char>(0xC0 | (c >> 6));
+      dst[o + 1] = static_cast<unsigned char>(0x80 | (c & 0x3F));
+      o += 2;
+      ++i;
+      continue;
+    }
     long units = 1;
-    if (c >= 0xD800 && c <= 0xDBFF) {
+    if (c >= 0xD800 && c < 0xDC00) {
       if (i + 1 >= slen) {
         stop = Stop::SourceExhausted;
         break;
       }
+      // A high surrogate without its low one goes out as its own value, as
+      // does a low one on its own.
       const char32_t low = static_cast<char32_t>(source[i + 1]);
-      // A high surrogate without its low one goes out as its own value.
       if (low >= 0xDC00 && low <= 0xDFFF) {
         c = ((c - 0xD800) << 10) + (low - 0xDC00) + 0x10000;
         units = 2;
       }
     }
-    // A wchar_t holds 32 bits here: values past Unicode can't be written.
-    const int length = c < 0x80 ? 1 : c < 0x800 ? 2 : c < 0x10000 ? 3 : c < 0x110000 ? 4 : 0;
-    if (length == 0) {
+    if (c < 0x10000) {
+      if (dlen - o < 3) {
+        stop = Stop::TargetExhausted;
+        break;
+      }
+      dst[o] = static_cast<unsigned char>(0xE0 | (c >> 12));
+      dst[o + 1] = static_cast<unsigned char>(0x80 | ((c >> 6) & 0x3F));
+      dst[o + 2] = static_cast<unsigned char>(0x80 | (c & 0x3F));
+      o += 3;
+    } else if (c < 0x110000) {
+      if (dlen - o < 4) {
+        stop = Stop::TargetExhausted;
+        break;
+      }
+      dst[o] = static_cast<unsigned char>(0xF0 | (c >> 18));
+      dst[o + 1] = static_cast<unsigned char>(0x80 | ((c >> 12) & 0x3F));
+      dst[o + 2] = static_cast<unsigned char>(0x80 | ((c >> 6) & 0x3F));
+      dst[o + 3] = static_cast<unsigned char>(0x80 | (c & 0x3F));
+      o += 4;
+    } else {
+      // A wchar_t holds 32 bits here: values past Unicode can't be written.
       stop = Stop::SourceIllegal;
       break;
     }
-    if (length > dlen - o) {
-      stop = Stop::TargetExhausted;
-      break;
-    }
-    for (int k = length - 1; k > 0; --k) {
-      dst[o + k] = static_cast<unsigned char>((c | 0x80) & 0xBF);
-      c >>= 6;
-    }
-    dst[o] = static_cast<unsigned char>(c | FirstByteMark[length]);
-    o += length;
     i += units;
   }
   consumed = i;

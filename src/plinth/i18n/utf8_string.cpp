@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <atomic>
+#include <bit>
 #include <cstdarg>
 #include <cstdint>
 #include <cstdio>
@@ -29,7 +31,8 @@ constexpr unsigned int kContinuation = static_cast<unsigned int>(-2);
 }
 
 inline bool unicode_mode() {
-  Osl_UnicodeConfiguration const* config = Osl_UnicodeConfiguration::m_pInstance;
+  Osl_UnicodeConfiguration const* config =
+      std::atomic_ref(Osl_UnicodeConfiguration::m_pInstance).load(std::memory_order_acquire);
   if (config == nullptr) [[unlikely]]
     return unicode_mode_first_time();
   return config->m_bUnicodeMode;
@@ -63,21 +66,58 @@ inline unsigned int char_len(char const* text) {
   throw_four_bytes();
 }
 
+// The lead and continuation bytes of eight bytes at once, as masks with
+// bit 7 of each byte set where the byte is of that kind.
+struct ByteKinds {
+  static constexpr std::uint64_t kHigh = 0x8080808080808080ull;
+  explicit ByteKinds(std::uint64_t word) {
+    std::uint64_t const high = word & kHigh;
+    std::uint64_t const bit6 = (word << 1) & kHigh;
+    std::uint64_t const bit5 = (word << 2) & kHigh;
+    std::uint64_t const bit4 = (word << 3) & kHigh;
+    ascii = high == 0;
+    continuation = high & ~bit6;
+    lead2 = high & bit6 & ~bit5;
+    lead3 = high & bit6 & bit5 & ~bit4;
+    longer = high & bit6 & bit5 & bit4;
+  }
+  bool ascii;
+  std::uint64_t continuation, lead2, lead3, longer;
+};
+
+// The number of bytes set in a mask of ByteKinds.
+inline unsigned int bytes_in(std::uint64_t mask) {
+  return static_cast<unsigned int>(((mask >> 7) * 0x0101010101010101ull) >> 56);
+}
+
 // Characters from byte start, walking while the place is before limit
-// (itself at most the byte length).
+// (itself at most the byte length). Eight bytes go in one step when the walk
+// through them is sure to meet only two- and three-byte leads, each followed
+// by exactly its continuation bytes: then the characters are the bytes that
+// aren't continuation bytes, and a character cut by the end of the eight
+// carries the walk over its remaining bytes. Anything else takes the single
+// step of the lead-byte table.
 std::size_t count_steps(std::string const& text, std::size_t start, std::size_t limit) {
   unsigned char const* bytes = reinterpret_cast<unsigned char const*>(text.data());
   std::size_t count = 0;
   std::size_t pos = start;
-  constexpr std::uint64_t kHighBits = 0x8080808080808080ull;
   while (pos < limit) {
-    // Eight ASCII bytes are eight characters of one byte each.
     if (limit - pos >= 8) {
       std::uint64_t word;
       std::memcpy(&word, bytes + pos, sizeof word);
-      if ((word & kHighBits) == 0) {
+      // The masks read the first byte as the lowest.
+      if constexpr (std::endian::native == std::endian::big) word = __builtin_bswap64(word);
+      ByteKinds const kinds(word);
+      if (kinds.ascii) {
         pos += 8;
         count += 8;
+        continue;
+      }
+      std::uint64_t const leads = kinds.lead2 | kinds.lead3;
+      if (kinds.longer == 0 && kinds.continuation == ((leads << 8) | (kinds.lead3 << 16))) {
+        std::size_t const carried = (leads >> 63) + (kinds.lead3 >> 63) + ((kinds.lead3 >> 55) & 1);
+        count += 8 - bytes_in(kinds.continuation);
+        pos += 8 + carried;
         continue;
       }
     }

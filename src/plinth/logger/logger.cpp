@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <cstring>
 
+#include "plinth/logger/db_facade.h"
 #include "plinth/logger/file_dest.h"
 #include "plinth/platform/os/os_time.h"
 #include "plinth/platform/system.h"
@@ -115,8 +116,7 @@ void Logger::initLogger(InitParams params, ErrorCallback errorCallback) {
 
   m_pFactory->SetPrototype(eSequentialFile, new LoggerSequentialDest);
   m_pFactory->SetPrototype(eCyclicFile, new LoggerCyclicDest);
-  // The database destination comes from an optional library; until that is
-  // wired in, its slot stays empty and type 2 fails creation.
+  m_pFactory->SetPrototype(eDatabase, new LoggerDBDestinationFacade);
   m_bIsInitialized = true;
 }
 

@@ -22,6 +22,8 @@
 #include "plinth/logger/params_holder.h"
 #include "plinth/platform/os/os_critical_section.h"
 
+class DynamicLibrary;
+
 class LoggerDestsFactory {
 public:
   LoggerDestsFactory() = default;
@@ -49,6 +51,9 @@ public:
 
   static Logger* GetInstance();
   static void Destroy();
+  // The process-wide loader of the database library, built on the first
+  // call; never unloaded before the process ends.
+  static DynamicLibrary* GetLibraryLoader();
 
   void initLogger(InitParams params, ErrorCallback errorCallback);
   bool isValid() const { return m_bIsInitialized; }

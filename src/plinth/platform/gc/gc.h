@@ -54,6 +54,30 @@ int GCGetCharType(GCLocale* locale, const char* text, int mode);
 // Units up to the terminating zero of a wide string; 0 for null.
 unsigned int GCStrlenU(GCLocale* locale, const wchar_t* text, int flags);
 
+// A compiled regular expression; one thread at a time.
+struct GCRegex;
+
+// Option bits of GCRegcomp: the library's standard syntax (ICU's), and
+// matching without regard to case.
+inline constexpr long GC_REGEX_STANDARD = 0x20000;
+inline constexpr long GC_REGEX_IGNORE_CASE = 0x80000;
+
+// Compiles length bytes of pattern in the locale's encoding: UTF-8, or a
+// single-byte encoding in which each byte is one character. Null on failure,
+// with the code in GCGetError(locale).
+GCRegex* GCRegcomp(GCLocale* locale, const char* pattern, unsigned long length, long options);
+// Searches length bytes at text: 1 a match, 0 none, -1 an error. The match
+// stays with the handle for GCRegrange, which reports it as subject plus
+// its offset inside text.
+int GCRegexec(GCLocale* locale, GCRegex* regex, const char* text, unsigned long length, const char* subject,
+              int flags);
+// Group 0 is the whole match. 0 on success, with both pointers null when the
+// group took no part; non-zero when there is no match or no such group.
+int GCRegrange(GCRegex* regex, unsigned int group, const char** first, const char** second, int flags);
+// The text of an error code, cut to size bytes with its terminating zero.
+void GCRegerror(GCLocale* locale, int code, char* buffer, unsigned int size, int flags);
+void GCRegfree(GCLocale* locale, GCRegex* regex, int flags);
+
 namespace plinth::platform {
 // The code page number of the process's encoding (LC_CTYPE from the
 // environment): UTF-8 is 65001, ASCII and unknown code sets count as 1252.

@@ -5,6 +5,7 @@
 #include <unicode/ucnv.h>
 
 #include <atomic>
+#include <mutex>
 #include <string>
 
 #include "plinth/platform/gc/gc.h"
@@ -20,6 +21,10 @@ struct GCLocale {
   bool stateful = false;  // shift states: a restart mid-text loses them
   int maxCharSize = 1;
   std::atomic<int> lastError{0};
+  // For patterns and subjects of a single-byte encoding: the character of
+  // each byte, so that UTF-16 offsets are byte offsets. Made on first use.
+  std::once_flag singleByteOnce;
+  UChar singleByte[256] = {};
 };
 
 namespace plinth::platform::gc {

@@ -10,10 +10,13 @@
 #include <utility>
 
 #include "plinth/platform/os/os_error.h"
+#include "plinth/plinth_export.h"
 
 namespace os_clock {
 // Microseconds since the Unix epoch, including the test offset.
-int64_t now_us() noexcept;
+// Exported: libzlt-plinth-db-4.0.so reads the same clock, so that tests
+// move its time-outs too.
+PLINTH_API int64_t now_us() noexcept;
 // Test hooks: move "now" by a signed amount, or back to the real time.
 void advance_seconds(int64_t seconds) noexcept;
 void set_offset_us(int64_t offset) noexcept;
