@@ -23,7 +23,6 @@ constexpr int kSmallestPool = 40;
 constexpr int kLargestPool = 4096;
 
 bool IsSeparator(char c) { return c == ' ' || c == '=' || c == '\t'; }
-bool IsCSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
 using plinth::platform::read_int;
 using plinth::platform::read_integer;
@@ -435,7 +434,7 @@ std::string DiagLevelsLineProblem(const std::string& key, const std::string& val
            std::string(keyword) + "\" was meant";
   if (key[0] == '&') {
     long long index = 0;
-    if (!ReadInteger(std::string_view(key).substr(1), index)) return "the context index is no number";
+    if (!read_integer(std::string_view(key).substr(1), index)) return "the context index is no number";
     if (index >= static_cast<long long>(TDiag::kContextCount)) return "the context index is 32 or more";
     if (index < 0) return "the context index is negative";
   }
@@ -465,7 +464,7 @@ void DiagLevelsFileReport::Read(std::istream& in) {
         if (haveLevels) m_Minimum = levels;
         break;
       case kIgnoreMinimum:
-        ignoreMinimum = AtoI(value) != 0;
+        ignoreMinimum = read_int(value) != 0;
         break;
       default:
         break;
@@ -477,7 +476,7 @@ void DiagLevelsFileReport::Read(std::istream& in) {
   for (const Token& token : tokens) {
     if (token.key[0] == '&') {
       long long index = -1;
-      if (!ReadInteger(std::string_view(token.key).substr(1), index)) continue;
+      if (!read_integer(std::string_view(token.key).substr(1), index)) continue;
       if (index >= 0 && index < static_cast<long long>(TDiag::kContextCount)) m_mContexts[static_cast<unsigned>(index)] = token.levels;
     } else {
       m_mFiles[TDiag::NormalizeFileName(token.key.c_str())] = token.levels;

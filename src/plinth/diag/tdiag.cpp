@@ -142,6 +142,9 @@ void TDiag::Destroy() {
 }
 
 void TDiag::Retire() {
+  // The control listener is joined before the engine lock is taken: it takes
+  // that lock itself for every command it carries out.
+  DetachSpy();
   // Under the engine lock, so a line being written finishes first; lines
   // after it find no destination and no buffer.
   os_lock_guard guard(m_CritSect);
