@@ -7,4 +7,5 @@
 #include "plinth/diag/diag_control.h"
 #include "plinth/diag/diagstacks.h"
 #include "plinth/diag/format_obj.h"
+#include "plinth/diag/levels_file.h"
 #include "plinth/diag/tdiag.h"

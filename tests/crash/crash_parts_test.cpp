@@ -11,6 +11,7 @@
 #include <cstring>
 #include <ctime>
 #include <string>
+#include <vector>
 
 #include "common/temp_dir.h"
 #include "plinth/errors.h"
@@ -151,12 +152,9 @@ TEST(CrashParts, LocalTimeWithoutTheLibraryMatchesLocaltime) {
     tm fields{};
     localtime_r(&now, &fields);
     if (fields.tm_sec != mine.wSecond) continue;  // a second passed in between
-    EXPECT_EQ(mine.wYear, fields.tm_year + 1900) << zone;
-    EXPECT_EQ(mine.wMonth, fields.tm_mon + 1) << zone;
-    EXPECT_EQ(mine.wDay, fields.tm_mday) << zone;
-    EXPECT_EQ(mine.wDayOfWeek, fields.tm_wday) << zone;
-    EXPECT_EQ(mine.wHour, fields.tm_hour) << zone;
-    EXPECT_EQ(mine.wMinute, fields.tm_min) << zone;
+    EXPECT_EQ(std::vector<int>({mine.wYear, mine.wMonth, mine.wDay, mine.wDayOfWeek, mine.wHour, mine.wMinute}),
+              std::vector<int>({fields.tm_year + 1900, fields.tm_mon + 1, fields.tm_mday, fields.tm_wday,
+                                fields.tm_hour, fields.tm_min})) << zone;
   }
 }
 

@@ -66,8 +66,7 @@ Outcome Crash(const TempDir& dir, const std::string& kind, std::vector<std::stri
   std::vector<char*> a, e;
   for (auto& s : argv) a.push_back(s.data());
   for (auto& s : env) e.push_back(s.data());
-  a.push_back(nullptr);
-  e.push_back(nullptr);
+  a.push_back(nullptr), e.push_back(nullptr);
   posix_spawn_file_actions_t files;
   posix_spawn_file_actions_init(&files);
   posix_spawn_file_actions_addopen(&files, 1, (dir / "out").c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
@@ -92,6 +91,11 @@ Outcome Crash(const TempDir& dir, const std::string& kind, std::vector<std::stri
 }
 
 bool Has(const std::string& text, const std::string& part) { return text.find(part) != std::string::npos; }
+
+// The lines of the report from line `at` on are `expected`.
+void ExpectLinesAt(const std::vector<std::string>& lines, size_t at, const std::vector<std::string>& expected) {
+  for (size_t i = 0; i < expected.size(); ++i) EXPECT_EQ(lines[at + i], expected[i]) << "line " << at + i;
+}
 
 TEST(CrashReport, EachKindOfCrashGivesItsCodeAndTheLayoutOfTheReport) {
   SKIP_UNDER_SANITIZERS();
@@ -122,23 +126,17 @@ TEST(CrashReport, EachKindOfCrashGivesItsCodeAndTheLayoutOfTheReport) {
     TempDir dir;
     const Outcome run = Crash(dir, c.kind, c.args);
     EXPECT_EQ(run.exitCode, 99);
-    const std::vector<std::string> head = {kRule63, "= CRASH REPORT", "=", "= Program: plinth-crashme"};
     ASSERT_GT(run.lines.size(), 22u) << run.report;
-    for (size_t i = 0; i < head.size(); ++i) EXPECT_EQ(run.lines[i], head[i]);
+    ExpectLinesAt(run.lines, 0, {kRule63, "= CRASH REPORT", "=", "= Program: plinth-crashme"});
     EXPECT_TRUE(std::regex_match(run.lines[4], date)) << run.lines[4];
     EXPECT_TRUE(std::regex_match(run.lines[5], time)) << run.lines[5];
-    const std::vector<std::string> fault = {kRule63, "", "", kRule31, "Fault Reason and Address:", kRule31, "",
-                                            c.codeLine};
-    for (size_t i = 0; i < fault.size(); ++i) EXPECT_EQ(run.lines[6 + i], fault[i]);
+    ExpectLinesAt(run.lines, 6, {kRule63, "", "", kRule31, "Fault Reason and Address:", kRule31, "", c.codeLine});
     EXPECT_TRUE(std::regex_match(run.lines[14], address)) << run.lines[14];
     size_t at = 15;
-    if (*c.accessLine) {
-      EXPECT_EQ(run.lines[at++], c.accessLine);
-    }
-    const std::vector<std::string> trace = {"", kRule31, "Stack Trace:", kRule31, "", "Call stack:"};
-    for (size_t i = 0; i < trace.size(); ++i) EXPECT_EQ(run.lines[at + i], trace[i]);
+    if (*c.accessLine) { EXPECT_EQ(run.lines[at++], c.accessLine); }
+    ExpectLinesAt(run.lines, at, {"", kRule31, "Stack Trace:", kRule31, "", "Call stack:"});
     bool found = false;
-    size_t line = at + trace.size();
+    size_t line = at + 6;
     for (; line < run.lines.size() && !run.lines[line].empty(); ++line) {
       EXPECT_TRUE(std::regex_match(run.lines[line], frame)) << run.lines[line];
       found = found || Has(run.lines[line], c.function);

@@ -23,18 +23,15 @@ long CountOf(EnvList const& list, std::string const& name) {
 TEST(Environment, StatusValueAndRemovalInBothForms) {
   for (bool unicode : {false, true}) {
     SetMode(unicode);
-    std::string value = "stale";
-    EXPECT_EQ(WEnv::WGetEnv("PLINTH_T_UNSET", value), ENV_NOT_SET);
-    EXPECT_EQ(value, "");
-
     ASSERT_EQ(WEnv::WPutEnv("PLINTH_T_EMPTY", ""), 0);
-    value = "stale";
-    EXPECT_EQ(WEnv::WGetEnv("PLINTH_T_EMPTY", value), ENV_NO_VALUE);
-    EXPECT_EQ(value, "");
-
     ASSERT_EQ(WEnv::WPutEnv("PLINTH_T_SET", "a=b"), 0);
-    EXPECT_EQ(WEnv::WGetEnv("PLINTH_T_SET", value), ENV_OK);
-    EXPECT_EQ(value, "a=b");
+    for (auto [name, status, expected] : {std::tuple{"PLINTH_T_UNSET", ENV_NOT_SET, ""},
+                                          {"PLINTH_T_EMPTY", ENV_NO_VALUE, ""}, {"PLINTH_T_SET", ENV_OK, "a=b"}}) {
+      std::string value = "stale";
+      EXPECT_EQ(WEnv::WGetEnv(name, value), status) << name;
+      EXPECT_EQ(value, expected) << name;
+    }
+    std::string value;
     WEnv::WClearEnv("PLINTH_T_SET");
     EXPECT_EQ(WEnv::WGetEnv("PLINTH_T_SET", value), ENV_NOT_SET);
     EXPECT_EQ(std::getenv("PLINTH_T_SET"), nullptr);  // removed, not emptied
@@ -63,9 +60,7 @@ TEST(Environment, ListsSplitAtTheFirstEqualsAndAppend) {
   WEnv::WGetEnvList(list);
   WEnv::WGetEnvList(list);
   EXPECT_EQ(CountOf(list, "PLINTH_T_L"), 2);
-  EXPECT_NE(std::find(list.begin(), list.end(), std::make_pair(std::string("PLINTH_T_L"),
-                                                              std::string("x=y="))),
-            list.end());
+  EXPECT_EQ(std::count(list.begin(), list.end(), EnvList::value_type("PLINTH_T_L", "x=y=")), 2);
 
   // Before any wide use the wide list has nothing to walk.
   EnvList wide;

@@ -33,7 +33,7 @@ TEST(UnicodeRegexp, WildcardTranslationAndMatching) {
       {"a*.txt", true, "abc.txt2", 0, ~0u, false}, {"*.TXT", false, "a.txt", 0, ~0u, true},
       {"*.TXT", true, "a.txt", 0, ~0u, false}, {"a+b(", true, "a+b(", 0, ~0u, true},
       {"abc", true, "xxabcx", 2, 3, true},  {"abc", true, "xxabcx", 2, 9, false},
-      {"a", true, "a", 5, 1, false},
+      {"a", true, "a", 5, 1, false},        {"{x}\\*", true, "{x}\\y", 0, ~0u, true},
   };
   for (const auto& c : cases) {
     WildcardString wildcard(c.pattern, c.caseSensitive);
@@ -131,6 +131,14 @@ TEST(UnicodeRegexp, OptionBitsStayAndBadPatternsThrow) {
   EXPECT_EQ(expression.m_pRegex, nullptr);
   EXPECT_EQ(expression.search("("), None);
   EXPECT_EQ(expression.match("("), -2);
+}
+
+TEST(UnicodeRegexp, RunawayBacktrackingEndsWithAnError) {
+  Osl_UnicodeConfiguration::Instance()->SetCJKMode(true);
+  Osl_RegularExpression expression("(a+)+b", false);
+  const std::string text(30000, 'a');
+  EXPECT_EQ(expression.match(text), -2);
+  EXPECT_EQ(expression.search(text), None);
 }
 
 TEST(UnicodeRegexp, LegacyModeSearchesSingleByteText) {

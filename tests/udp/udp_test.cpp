@@ -1,16 +1,13 @@
 // Datagrams on loopback: the client's results, what a handler receives, the
 // server's shut-down, errors, signals, copies and descriptors.
-#include <dirent.h>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <pthread.h>
 #include <unistd.h>
 
-#include <cerrno>
-#include <chrono>
-#include <csignal>
 #include <condition_variable>
-#include <mutex>
+#include <csignal>
+#include <filesystem>
 #include <thread>
 
 #include "plinth/plinth.h"
@@ -39,13 +36,8 @@ int Send(int port, const std::string& data) {
   return UdpClient::send_udp_message("127.0.0.1", port, data.data(), static_cast<int>(data.size()), error, code);
 }
 
-int OpenDescriptors() {
-  int n = 0;
-  if (DIR* d = opendir("/proc/self/fd")) {
-    while (readdir(d)) ++n;
-    closedir(d);
-  }
-  return n;
+long OpenDescriptors() {
+  return std::distance(std::filesystem::directory_iterator("/proc/self/fd"), {});
 }
 
 // Sees what the server records about the end of its thread.
@@ -83,7 +75,7 @@ TEST(UdpClient, ResultsAndWhatTheyTouch) {
 }
 
 TEST(UdpServer, HandsEachDatagramWholeWithANulBehind) {
-  const int before = OpenDescriptors();
+  const long before = OpenDescriptors();
   {
     Probe server("127.0.0.1", 0, Collect);
     ASSERT_GT(server.GetPort(), 0);
@@ -106,8 +98,7 @@ TEST(UdpServer, HandsEachDatagramWholeWithANulBehind) {
       UdpServer("127.0.0.1", server.GetPort(), Collect);
       ADD_FAILURE();
     } catch (const os_network_toolkit_error& e) {
-      EXPECT_EQ(e.code(), os_network_toolkit_error::bind_failed);
-      EXPECT_EQ(e.code2(), EADDRINUSE);
+      EXPECT_EQ(std::pair(e.code(), e.code2()), std::pair(long(os_network_toolkit_error::bind_failed), long(EADDRINUSE)));
     }
     server.RequestShutdown();
     server.m_pThread->join();
@@ -131,7 +122,7 @@ TEST(UdpServer, ShutdownWithinThePollInterval) {
 }
 
 TEST(UdpServer, CopiesShareOneThreadAndCloseOnce) {
-  const int before = OpenDescriptors();
+  const long before = OpenDescriptors();
   {
     UdpServer first("127.0.0.1", 0, Collect);
     UdpServer other("127.0.0.1", 0, Collect);
@@ -171,8 +162,6 @@ TEST(UdpServer, RecordsWhatEndedTheThread) {
       close(file);
     }
     server.m_pThread->join();  // the thread ends by itself
-    EXPECT_EQ(server.m_nStatus, c.status);
-    EXPECT_EQ(server.m_sError, c.error);
-    EXPECT_EQ(server.m_nErrorCode, c.code);
+    EXPECT_EQ(std::tie(server.m_nStatus, server.m_sError, server.m_nErrorCode), std::tie(c.status, c.error, c.code));
   }
 }

@@ -1,14 +1,18 @@
 // Levels of source files and contexts: the levels file read at Initialize,
 // and the getters and setters that change levels while the process runs.
+#include <algorithm>
 #include <climits>
+#include <cstdio>
 #include <cstring>
 #include <limits>
 #include <string_view>
 
+#include "plinth/diag/levels_file.h"
 #include "plinth/diag/tdiag.h"
 #include "plinth/platform/numbers.h"
 #include "plinth/platform/os/os_file.h"
 #include "plinth/platform/os/os_stream.h"
+#include "plinth/system/tracer.h"
 
 namespace {
 // Longest line of a levels file; longer lines are skipped whole.
@@ -19,7 +23,6 @@ constexpr int kSmallestPool = 40;
 constexpr int kLargestPool = 4096;
 
 bool IsSeparator(char c) { return c == ' ' || c == '=' || c == '\t'; }
-bool IsCSpace(char c) { return c == ' ' || (c >= '\t' && c <= '\r'); }
 
 using plinth::platform::read_int;
 using plinth::platform::read_integer;
@@ -84,6 +87,68 @@ Keyword KeywordOf(std::string_view key) {
     if (name == key) return keyword;
   return kNotKeyword;
 }
+
+// The keyword that key spells in other case, or empty.
+std::string_view KeywordInOtherCase(std::string_view key) {
+  static constexpr std::string_view kNames[] = {
+      "MinimumDbgLvl", "Enable",          "IsCyclic",       "NumOfFiles", "NumOfMessages", "IgnoreMinimum",
+      "IsBuffer",      "MemBufferSize",   "DiagStacksOn",   "InstallSignals", "NumOfFormatObjects",
+      "PrintLevelMaps", "IsPIDUsed",      "FlushBufferSize", "PrintVersions", "RetainDays", "ApplyCleanup"};
+  auto lower = [](char c) { return (c >= 'A' && c <= 'Z') ? static_cast<char>(c - 'A' + 'a') : c; };
+  for (std::string_view name : kNames) {
+    if (name.size() != key.size() || name == key) continue;
+    bool same = true;
+    for (size_t i = 0; same && i < name.size(); ++i) same = lower(name[i]) == lower(key[i]);
+    if (same) return name;
+  }
+  return {};
+}
+
+// Reads a levels file line by line and calls
+// fn(lineNumber, text, skipped, key, value) for each line that is no comment
+// and not empty: skipped is null for a line split into key and value, else
+// why the line was passed over. Ends at the end of the stream or when it
+// goes bad.
+template <class Fn>
+void ForEachLevelsLine(std::istream& in, Fn fn) {
+  // Room for a line of the longest length, its CR and the terminator.
+  char buffer[kMaxLineLength + 2];
+  std::string key, value;
+  for (unsigned number = 1;; ++number) {
+    in.getline(buffer, sizeof buffer);
+    const std::streamsize extracted = in.gcount();
+    if (in.bad()) return;
+    if (in.fail()) {
+      if (in.eof() || extracted == 0) return;
+      // Over-long: skip the rest of it and read on.
+      in.clear();
+      in.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
+      fn(number, std::string_view(buffer, std::strlen(buffer)), "longer than 259 characters", key, value);
+      if (in.bad()) return;
+      continue;
+    }
+    // gcount counts the line end when one was taken.
+    size_t length = static_cast<size_t>(extracted) - (in.eof() ? 0 : 1);
+    if (length > 0 && buffer[length - 1] == '\r') --length;
+    const std::string_view text(buffer, length);
+    if (length > kMaxLineLength) {
+      fn(number, text, "longer than 259 characters", key, value);
+    } else if (length != 0 && buffer[0] != '#') {
+      size_t separator = 0;
+      while (separator < length && !IsSeparator(buffer[separator])) ++separator;
+      if (separator == 0) {
+        fn(number, text, "it begins with a separator: blank, \"=\" or tab", key, value);
+      } else if (separator == length) {
+        fn(number, text, "no separator: blank, \"=\" or tab", key, value);
+      } else {
+        key.assign(buffer, separator);
+        value.assign(buffer + separator + 1, length - separator - 1);
+        fn(number, text, nullptr, key, value);
+      }
+    }
+    if (in.eof()) return;
+  }
+}
 }  // namespace
 
 // ---- reading the levels file ----
@@ -119,34 +184,22 @@ bool TDiag::ReadAnotherLevelsFile() {
 }
 
 void TDiag::ReadLevelsStream(std::istream& in, bool applyKeywords, bool applyTokens) {
-  // Room for a line of the longest length, its CR and the terminator.
-  char buffer[kMaxLineLength + 2];
-  for (;;) {
-    in.getline(buffer, sizeof buffer);
-    const std::streamsize extracted = in.gcount();
-    if (in.bad()) return;
-    if (in.fail()) {
-      if (in.eof() || extracted == 0) return;
-      // Over-long: skip the rest of it and read on.
-      in.clear();
-      in.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
-      if (in.bad()) return;
-      continue;
+  // The tokens' reading is the last of a file, so only it tells the trace
+  // which lines did nothing.
+  const bool trace = applyTokens && Tracer::TraceEnabled.load(std::memory_order_relaxed);
+  ForEachLevelsLine(in, [&](unsigned number, std::string_view text, const char* skipped, std::string& key,
+                            std::string& value) {
+    if (skipped) {
+      if (trace) PLINTH_TRACE_AS("TDiag", 4, "levels file line " << number << " ignored (" << skipped << "): " << text);
+      return;
     }
-    // gcount counts the line end when one was taken.
-    size_t length = static_cast<size_t>(extracted) - (in.eof() ? 0 : 1);
-    if (length > 0 && buffer[length - 1] == '\r') --length;
-    if (length == 0 || length > kMaxLineLength || buffer[0] == '#') continue;
-    size_t separator = 0;
-    while (separator < length && !IsSeparator(buffer[separator])) ++separator;
-    if (separator == 0 || separator == length) continue;
-
-    std::string key(buffer, separator);
-    std::string value(buffer + separator + 1, length - separator - 1);
+    if (trace) {
+      const std::string problem = DiagLevelsLineProblem(key, value);
+      if (!problem.empty()) PLINTH_TRACE_AS("TDiag", 4, "levels file line " << number << ": " << problem << ": " << text);
+    }
     if (applyKeywords) ProcessKeyword(key, value);
     if (applyTokens && !IsKeyword(key)) ProcessToken(key, value);
-    if (in.eof()) return;
-  }
+  });
 }
 
 bool TDiag::IsKeyword(const std::string& key) const { return KeywordOf(key) != kNotKeyword; }
@@ -245,6 +298,9 @@ void TDiag::ProcessToken(std::string& key, std::string& value) {
   }
   if (!haveLevels) return;
   const std::string name = NormalizeFileName(key.c_str());
+  if (Tracer::TraceEnabled.load(std::memory_order_relaxed) && !m_mFiles.count(name))
+    PLINTH_TRACE_AS("TDiag", 4, "levels file: no registered source file is named \"" << name << "\" (from \"" << key
+                                                                                  << "\"); its levels are lost");
   SetDiagBufferLevels(name.c_str(), debugLevel, bufferLevel);
 }
 
@@ -334,4 +390,114 @@ void TDiag::SetDiagBufferLevels(unsigned mask, unsigned debugLevel, unsigned buf
 
 void TDiag::GetFileVec(std::vector<std::string>& files) const {
   for (const auto& [name, levels] : m_mFiles) files.push_back(name);
+}
+
+// ---- the levels file for tools and the trace ----
+
+std::vector<std::string> DiagLevelsFileNames(const std::string& iniPath, const std::string& outputName,
+                                             const std::string& logicalName) {
+  const std::string prefix = iniPath.empty() ? std::string() : iniPath + "/";
+  return {prefix + outputName + (logicalName.empty() ? "" : "." + logicalName) + "_" + kLevelsFileName,
+          prefix + outputName + "_" + kLevelsFileName, prefix + kLevelsFileName};
+}
+
+std::string FindDiagLevelsFile(const std::string& iniPath, const std::string& outputName,
+                               const std::string& logicalName) {
+  for (const std::string& name : DiagLevelsFileNames(iniPath, outputName, logicalName)) {
+    if (!os_file_system::is_regular_file(name)) continue;
+    // Opened only to see that it opens, and closed at once.
+    if (std::FILE* file = std::fopen(name.c_str(), "rbe")) {
+      std::fclose(file);
+      return name;
+    }
+  }
+  return {};
+}
+
+std::string DiagLevelsLineProblem(const std::string& key, const std::string& value) {
+  unsigned debugLevel = 0, bufferLevel = 0;
+  const bool haveLevels = ParseLevels(value, debugLevel, bufferLevel);
+  switch (KeywordOf(key)) {
+    case kMinimumDbgLvl:
+      return haveLevels ? std::string() : "the value has no level digit from 0 to 7; the minimums stay";
+    case kInstallSignals:
+      return "InstallSignals is read and ignored: no signal handling is installed";
+    case kNotKeyword:
+      break;
+    default:
+      // A blank before "=" puts "=" into the value, which reads as 0.
+      if (!value.empty() && value[0] == '=') return "the value begins with \"=\": write the keyword and \"=\" without a blank";
+      return {};
+  }
+  if (const std::string_view keyword = KeywordInOtherCase(key); !keyword.empty())
+    return "\"" + key + "\" is no keyword (they match case); it is read as a source file name, \"" +
+           std::string(keyword) + "\" was meant";
+  if (key[0] == '&') {
+    long long index = 0;
+    if (!read_integer(std::string_view(key).substr(1), index)) return "the context index is no number";
+    if (index >= static_cast<long long>(TDiag::kContextCount)) return "the context index is 32 or more";
+    if (index < 0) return "the context index is negative";
+  }
+  if (!haveLevels) return "the value has no level digit from 0 to 7";
+  return {};
+}
+
+void DiagLevelsFileReport::Read(std::istream& in) {
+  struct Token {
+    std::string key;
+    Levels levels;
+  };
+  std::vector<Token> tokens;
+  bool ignoreMinimum = false;
+  ForEachLevelsLine(in, [&](unsigned number, std::string_view text, const char* skipped, std::string& key,
+                            std::string& value) {
+    const std::string problem = skipped ? std::string(skipped) : DiagLevelsLineProblem(key, value);
+    if (!problem.empty()) m_vIgnored.push_back({number, std::string(text), problem});
+    if (skipped) return;
+    Levels levels;
+    const bool haveLevels = ParseLevels(value, levels.m_nDebug, levels.m_nBuffer);
+    switch (KeywordOf(key)) {
+      case kNotKeyword:
+        if (haveLevels) tokens.push_back({key, levels});
+        return;
+      case kMinimumDbgLvl:
+        if (haveLevels) m_Minimum = levels;
+        break;
+      case kIgnoreMinimum:
+        ignoreMinimum = read_int(value) != 0;
+        break;
+      default:
+        break;
+    }
+    m_vKeywords.emplace_back(key, value);
+  });
+  m_bIgnoreMinimum = ignoreMinimum;
+  // Tokens land on top of the defaults, in the order of the file.
+  for (const Token& token : tokens) {
+    if (token.key[0] == '&') {
+      long long index = -1;
+      if (!read_integer(std::string_view(token.key).substr(1), index)) continue;
+      if (index >= 0 && index < static_cast<long long>(TDiag::kContextCount)) m_mContexts[static_cast<unsigned>(index)] = token.levels;
+    } else {
+      m_mFiles[TDiag::NormalizeFileName(token.key.c_str())] = token.levels;
+    }
+  }
+}
+
+namespace {
+// The level a test compares with: the minimum raises it unless IgnoreMinimum.
+DiagLevelsFileReport::Levels Effective(const DiagLevelsFileReport& report, DiagLevelsFileReport::Levels levels) {
+  if (report.m_bIgnoreMinimum) return levels;
+  return {std::max(levels.m_nDebug, report.m_Minimum.m_nDebug), std::max(levels.m_nBuffer, report.m_Minimum.m_nBuffer)};
+}
+}  // namespace
+
+DiagLevelsFileReport::Levels DiagLevelsFileReport::FileLevels(const std::string& file) const {
+  const auto it = m_mFiles.find(TDiag::NormalizeFileName(file.c_str()));
+  return Effective(*this, it == m_mFiles.end() ? m_Minimum : it->second);
+}
+
+DiagLevelsFileReport::Levels DiagLevelsFileReport::ContextLevels(unsigned index) const {
+  const auto it = m_mContexts.find(index);
+  return Effective(*this, it == m_mContexts.end() ? m_Minimum : it->second);
 }

@@ -6,9 +6,11 @@
 #include <cstdio>
 
 #include "plinth/diag/diag_action.h"
+#include "plinth/diag/levels_file.h"
 #include "plinth/diag/line_builder.h"
 #include "plinth/logger/logger.h"
 #include "plinth/platform/os/os_thread.h"
+#include "plinth/system/tracer.h"
 
 using plinth::diag::LineBuilder;
 
@@ -141,6 +143,9 @@ void TDiag::Destroy() {
 }
 
 void TDiag::Retire() {
+  // The control listener is joined before the engine lock is taken: it takes
+  // that lock itself for every command it carries out.
+  DetachSpy();
   // Under the engine lock, so a line being written finishes first; lines
   // after it find no destination and no buffer.
   os_lock_guard guard(m_CritSect);
@@ -185,6 +190,23 @@ TDiag& TDiag::GetObjectAndVerifyMainThread(const char* file, const char* functio
   return *diag;
 }
 
+namespace {
+// Every name Initialize tries, and the one it reads, or that it reads none.
+void TraceLevelsFileLookUp(const std::string& iniPath, const char* outputName, const std::string& logicalName) {
+  if (!Tracer::TraceEnabled.load(std::memory_order_relaxed)) return;
+  const std::string output = outputName ? outputName : "";
+  std::string tried;
+  for (const std::string& name : DiagLevelsFileNames(iniPath, output, logicalName))
+    tried += (tried.empty() ? "" : ", ") + name;
+  const std::string found = FindDiagLevelsFile(iniPath, output, logicalName);
+  if (found.empty())
+    PLINTH_TRACE_AS("TDiag", 4, "TDiag::Initialize: no levels file found (tried " << tried
+                                    << "); every level stays at its default");
+  else
+    PLINTH_TRACE_AS("TDiag", 4, "TDiag::Initialize: levels file " << found << " (tried " << tried << ")");
+}
+}  // namespace
+
 void TDiag::Initialize(const std::string& logPath, const std::string& iniPath, const std::string& logicalName) {
   m_sLogPath = logPath;
   m_sIniPath = iniPath;
@@ -203,11 +225,13 @@ void TDiag::Initialize(const std::string& logPath, const std::string& iniPath, c
     m_Stacks.handleStacks(false);
     // Keywords first, so that the minimums and IgnoreMinimum are known when
     // every file gets its defaults; then the tokens land on top of them.
+    TraceLevelsFileLookUp(m_sIniPath, m_pOutputFileName, m_sLogicalName);
     ReadLevelsFile(true);
     SetDefaultLevelForAll();
     ReadLevelsFile(false);
     SetOCSpyHwnd();
   } else {
+    TraceLevelsFileLookUp(m_sIniPath, m_pOutputFileName, m_sLogicalName);
     ReadAnotherLevelsFile();
   }
 

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <iostream>
 
 #include "plinth/platform/os/os_file.h"
@@ -75,6 +76,9 @@ int LoggerFileDest::Flush() { return m_pFile ? std::fflush(m_pFile) : 0; }
 bool LoggerFileDest::OpenFile(const std::string& fullName, const char* mode) {
   m_pFile = os_log_files::open(fullName, mode);
   if (m_pFile) std::setvbuf(m_pFile, nullptr, m_nBufferingMode, m_nBufferSize);
+  else
+    PLINTH_TRACE(4, "LoggerFileDest: destination \"" << m_sLogicalName << "\" can't open " << fullName << ": "
+                                                    << std::strerror(errno));
   return m_pFile != nullptr;
 }
 

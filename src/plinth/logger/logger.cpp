@@ -108,7 +108,25 @@ void Logger::Retire() {
   m_pErrorCallback = nullptr;
 }
 
+// A further initLogger changes nothing; the trace says what it would have
+// changed, so that a client that expected its own path or callback learns
+// why it didn't get them. Reads the first call's values without a lock: a
+// trace may show a stale value, never a wrong decision.
+static void TraceRepeatedInit(const Logger& logger, Logger::InitParams& params, Logger::ErrorCallback errorCallback) {
+  if (!Tracer::TraceEnabled.load(std::memory_order_relaxed) || !logger.isValid()) return;
+  std::string path;
+  params.GetString("path", path);
+  if (path != logger.m_sLogPath)
+    PLINTH_TRACE(4, "Logger::initLogger: already initialized with path \"" << logger.m_sLogPath
+                                                                          << "\"; path \"" << path << "\" ignored");
+  if (errorCallback != logger.m_pErrorCallback)
+    PLINTH_TRACE(4, "Logger::initLogger: already initialized; "
+                        << (errorCallback ? "the new error callback is dropped" : "no error callback given")
+                        << (logger.m_pErrorCallback ? ", the first one stays" : ", none stays in force"));
+}
+
 void Logger::initLogger(InitParams params, ErrorCallback errorCallback) {
+  TraceRepeatedInit(*this, params, errorCallback);
   PLINTH_TRACE(4, "Logger::initLogger");
   init_logger();
   // Both clients may call at once: the first call wins, the second waits
@@ -188,7 +206,11 @@ unsigned Logger::createDest(LoggerParams& params) {
     inserted = m_mDests.emplace(logicalName, dest).second;
   }
   // The name was taken: the destination already there stays.
-  if (!inserted) delete dest;
+  if (!inserted) {
+    PLINTH_TRACE(4, "Logger::createDest: logical name \"" << logicalName
+                                                         << "\" is already taken; the new destination is discarded");
+    delete dest;
+  }
   return 0;
 }
 

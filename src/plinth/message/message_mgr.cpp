@@ -1,5 +1,6 @@
 #include "plinth/message/message_mgr.h"
 
+#include <cctype>
 #include <cstdlib>
 #include <cstring>
 #include <limits>
@@ -7,6 +8,7 @@
 #include <vector>
 
 #include "plinth/platform/numbers.h"
+#include "plinth/message/catalogue_file.h"
 #include "plinth/platform/os/os_file.h"
 #include "plinth/platform/os/os_stream.h"
 #include "plinth/platform/os/os_tokenizer.h"
@@ -125,8 +127,11 @@ bool OCMessageMgr::iterate_records(std::string& error) {
   std::string failedLine;
   char buffer[kLineBuffer];
   std::string line;
+  // Lines of the file, counted for the trace.
+  unsigned lineFeeds = 0;
   while (!in.eof() && !in.bad()) {
-    in >> std::ws;
+    CatalogueSkipSpace(in, lineFeeds);
+    const unsigned lineNumber = lineFeeds + 1;
     buffer[0] = '\0';
     in.getline(buffer, kLineBuffer);
     if (in.bad()) break;
@@ -135,6 +140,8 @@ bool OCMessageMgr::iterate_records(std::string& error) {
       in.clear();
       in.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
     }
+    // The line's own feed, taken by the read.
+    if (!in.eof()) ++lineFeeds;
     // Bytes after a zero are not part of the line.
     size_t len = std::strlen(buffer);
     if (len > 0 && buffer[len - 1] == '\r') --len;
@@ -146,10 +153,16 @@ bool OCMessageMgr::iterate_records(std::string& error) {
     }
     OCMESSAGEMGR_TRACE("constructing message=" << line);
     if (m_bExpectOrder) {
-      if (!set_attribute_order(line)) break;
+      if (!set_attribute_order(line)) {
+        OCMESSAGEMGR_TRACE(m_sFullPath << " line " << lineNumber << ": " << CatalogueOrderProblem(line)
+                                       << "; no message is read");
+        break;
+      }
       continue;
     }
     if (!add_message(line)) {
+      OCMESSAGEMGR_TRACE(m_sFullPath << " line " << lineNumber << ": " << CatalogueRecordProblem(line, m_nOrder)
+                                     << "; the load ends");
       ok = false;
       failedLine = line;
       break;
@@ -197,7 +210,11 @@ bool OCMessageMgr::add_message(const std::string& line) {
   message->setMessageBoxSize(plinth::platform::read_int(field(kWidth)), plinth::platform::read_int(field(kHeight)));
   m_HeaderStream << message->m_sLogical_name << ",\n";
   const int id = message->m_nID;
-  m_Messages.try_emplace(id, std::move(message));
+  const std::string name = message->m_sLogical_name;
+  const auto [entry, inserted] = m_Messages.try_emplace(id, std::move(message));
+  if (!inserted)
+    OCMESSAGEMGR_TRACE("number " << id << " is taken by " << entry->second->m_sLogical_name << "; " << name
+                                 << " is not entered");
   return true;
 }
 
@@ -242,4 +259,57 @@ bool InitOCMessageMgr(const std::string& rootDir, const std::string& file, const
   mgr->setFile(file);
   mgr->setPattern(pattern);
   return mgr->load_messages(error);
+}
+
+// ---- the message file for tools and the trace ----
+
+void CatalogueSkipSpace(std::istream& in, unsigned& lineFeeds) {
+  for (;;) {
+    const int c = in.peek();
+    if (c == std::char_traits<char>::eof() || !std::isspace(c)) return;
+    if (c == '\n') ++lineFeeds;
+    in.get();
+  }
+}
+
+bool SplitCatalogueRecord(const std::string& line, std::vector<std::string>& fields) {
+  fields.clear();
+  return SplitRecord(line, fields);
+}
+
+std::string CatalogueOrderProblem(const std::string& line) {
+  os_tokenizer tokenizer;
+  tokenizer.separators(" \t");
+  tokenizer.no_separators(false);
+  tokenizer.terminals("[]");
+  const std::vector<std::string> tokens = tokenizer.tokenize(line);
+  if (tokens.empty() || tokens[0] != "@@ORDER")
+    return "the first line that is no comment must be the order line, \"@@ORDER\" and nine column numbers";
+  if (tokens.size() != 10)
+    return "the order line has " + std::to_string(tokens.size() - 1) + " column numbers, not nine";
+  return {};
+}
+
+std::string CatalogueRecordProblem(const std::string& line, const int order[9]) {
+  static const char* const kNames[9] = {"prefix", "number", "severity", "logical name", "title",
+                                        "source", "description", "box width", "box height"};
+  std::vector<std::string> fields;
+  if (!SplitRecord(line, fields)) {
+    size_t quotes = 0;
+    for (size_t pos = line.find('"'); pos != std::string::npos && line.find('[') > pos; pos = line.find('"', pos + 1))
+      ++quotes;
+    if (quotes % 2) return "a double quote is not closed";
+    if (!line.empty() && line.back() == '[') return "the description's \"[\" is the last character of the line";
+    return "no description: a record ends in \"[\", the description and \"]\"";
+  }
+  for (int a = 0; a < 9; ++a)
+    if (order[a] < 0 || static_cast<size_t>(order[a]) >= fields.size())
+      return std::string("the order line puts the ") + kNames[a] + " in column " + std::to_string(order[a]) +
+             ", but the record has " + std::to_string(fields.size()) + " columns (the description counted)";
+  for (int a : {kPrefix, kSeverity, kTitle, kSource, kDescription, kLogicalName})
+    if (fields[static_cast<size_t>(order[a])].empty()) return std::string("the ") + kNames[a] + " is empty";
+  const std::string& name = fields[static_cast<size_t>(order[kLogicalName])];
+  if (name.find('=') != std::string::npos && name.find("ENTRY") == std::string::npos)
+    return "the logical name \"" + name + "\" holds \"=\" but not \"ENTRY\"";
+  return {};
 }

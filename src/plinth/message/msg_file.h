@@ -15,7 +15,9 @@ constexpr int kFieldCount = 7;
 // The next record line of a file: white space before it is skipped across
 // line ends, comment lines ("#" or "-" first) are passed over, a carriage
 // return before the line feed is dropped. False at the end of the file.
-bool ReadRecordLine(FILE* file, std::string& line);
+// lineNumber, if given, counts the file's lines: it holds the number of the
+// returned line, given the lines read before (start it at 0).
+bool ReadRecordLine(FILE* file, std::string& line, unsigned* lineNumber = nullptr);
 
 struct RecordFields {
   std::string field[kFieldCount];  // code and number, severity, level, contexts, destinations, exit, unused

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <atomic>
+#include <bit>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
+#include <cerrno>
 #include <cstring>
 #include <iostream>
 #include <memory>
@@ -13,6 +15,7 @@
 #include "plinth/message/string_format.h"
 #include "plinth/platform/os/os_time.h"
 #include "plinth/platform/numbers.h"
+#include "plinth/system/tracer.h"
 
 unsigned char gFilterVec[kOCMsgMaxID + 1];
 
@@ -133,6 +136,16 @@ void OCMsgDefFormat::Format(const OCMsgMessage* message, const std::string& tag,
 
 // ---- OCMsgQueue ----
 
+namespace {
+// The trace names the first loss and then every doubling of the count, so
+// that a flood of losses costs a flood of nothing.
+void NoteDropped(uint64_t count, uint32_t capacity) {
+  if ((count & (count - 1)) == 0)
+    PLINTH_TRACE_AS("OCMsgLogger", 4, "OCMsgQueue: queue full (capacity " << capacity << "), " << count
+                                          << " message(s) dropped so far");
+}
+}  // namespace
+
 OCMsgQueue::OCMsgQueue(unsigned capacity, bool dropWhenFull)
     : m_Slots(capacity), m_nCapacity(capacity), m_bDropWhenFull(dropWhenFull) {}
 
@@ -150,7 +163,10 @@ OCMsgToLog* OCMsgQueue::Put(OCMsgToLog* item) {
   OCMsgToLog* spare = nullptr;
   if (m_bDropWhenFull) {
     os_lock_guard guard(m_Lock);
-    if (m_Deque.size() >= m_nCapacity) return item;  // lost: the item is the next one to fill
+    if (m_Deque.size() >= m_nCapacity) {
+      NoteDropped(m_nDropped.fetch_add(1, std::memory_order_relaxed) + 1, m_nCapacity);
+      return item;  // lost: the item is the next one to fill
+    }
     m_Deque.push_back(item);
     if (!m_vSpare.empty()) {
       spare = m_vSpare.back();
@@ -206,6 +222,16 @@ void* RunReader(void* arg) {
 // atoi without its undefined overflow: out-of-range text gives a value out
 // of every range that a caller accepts.
 long ReadNumber(const std::string& text) { return plinth::platform::read_int(text); }
+
+// Why a record of the message file is no good, for the trace.
+std::string RecordProblem(const msg_file::RecordFields& fields, const OCMsgMessage& message) {
+  if (fields.field[0].size() < 4) return "the code \"" + fields.field[0] + "\" has no number after its three letters";
+  if (message.m_nID == 0)
+    return "the number of \"" + fields.field[0] + "\" is not from 1 to " + std::to_string(kOCMsgMaxID);
+  if (message.m_nLevel < 0) return "the level \"" + fields.field[2] + "\" is not from 0 to 7";
+  if (message.m_vContexts.empty()) return "no context is named";
+  return "no destination is named";
+}
 
 // Comma-separated names, empty ones left out.
 template <class Fn>
@@ -264,6 +290,7 @@ int OCMsgLogger::Init(const char* msgFile, const char* tag, const char* module, 
   if (!m_ExitLibrary.IsLoaded() && !m_ExitLibrary.Load(kExitsLibrary, 0)) result = 500;
 
   if (!CreateDetinations(dests, nDests)) return 200;
+  TraceInitProblems(result, dests, nDests);
   if (!LoadMsgs(msgFile)) return 300;
   LoadContexts(contexts, nContexts);
   LoadObjects(objects, nObjects);
@@ -287,6 +314,23 @@ int OCMsgLogger::Init(const char* msgFile, const char* tag, const char* module, 
   }
   m_bInitialized = true;
   return result;
+}
+
+void OCMsgLogger::TraceInitProblems(int result, const DestinationData* dests, int nDests) {
+  if (!Tracer::TraceEnabled.load(std::memory_order_relaxed)) return;
+  if (result == 500)
+    PLINTH_TRACE_AS("OCMsgLogger", 4, "OCMsgLogger::Init: no exits library " << kExitsLibrary
+                                          << " was loaded; messages have no exits");
+  if (m_sDestName.empty()) {
+    PLINTH_TRACE_AS("OCMsgLogger", 4, "OCMsgLogger::Init: none of the " << (nDests > 0 ? nDests : 0)
+                                          << " destination(s) could be created; every line will be lost "
+                                             "(see the Logger's emergency file)");
+    return;
+  }
+  for (int i = 0; i < nDests; ++i)
+    if (dests[i].m_nType != eCyclicFile && dests[i].m_nType != eSequentialFile)
+      PLINTH_TRACE_AS("OCMsgLogger", 4, "OCMsgLogger::Init: destination " << i << " has type " << dests[i].m_nType
+                                            << ", which is no file type; skipped");
 }
 
 bool OCMsgLogger::IsInitialized() {
@@ -320,7 +364,11 @@ bool OCMsgLogger::CreateDetinations(DestinationData* dests, int nDests) {
 bool OCMsgLogger::LoadMsgs(const char* msgFile) {
   if (!msgFile) return false;
   FILE* file = std::fopen(msgFile, "re");
-  if (!file) return false;
+  if (!file) {
+    PLINTH_TRACE_AS("OCMsgLogger", 4, "OCMsgLogger::Init: message file " << msgFile << " can't be opened: "
+                                          << std::strerror(errno));
+    return false;
+  }
   OCMsgGetExitFunc getExit = nullptr;
   if (m_ExitLibrary.IsLoaded())
     getExit = reinterpret_cast<OCMsgGetExitFunc>(m_ExitLibrary.GetProcAddr("GetExitFunc"));
@@ -328,7 +376,8 @@ bool OCMsgLogger::LoadMsgs(const char* msgFile) {
   bool good = true;
   std::string line;
   msg_file::RecordFields fields;
-  while (good && msg_file::ReadRecordLine(file, line)) {
+  unsigned lineNumber = 0;
+  while (good && msg_file::ReadRecordLine(file, line, &lineNumber)) {
     msg_file::SplitRecord(line, fields);
     auto* message = new OCMsgMessage;
     // The code's first three characters are letters; the number follows.
@@ -346,6 +395,8 @@ bool OCMsgLogger::LoadMsgs(const char* msgFile) {
     good = message->m_nID != 0 && message->m_nLevel >= 0 && !message->m_vContexts.empty() &&
            !message->m_vDests.empty();
     if (!good) {
+      PLINTH_TRACE_AS("OCMsgLogger", 4, "OCMsgLogger::Init: message file " << msgFile << " line " << lineNumber
+                                            << ": " << RecordProblem(fields, *message) << "; the file is refused");
       delete message;
       break;
     }
@@ -353,7 +404,11 @@ bool OCMsgLogger::LoadMsgs(const char* msgFile) {
     m_Messages[message->m_nID] = message;
   }
   // A directory opens on Linux, and fails only at the first read.
-  if (std::ferror(file)) good = false;
+  if (std::ferror(file)) {
+    PLINTH_TRACE_AS("OCMsgLogger", 4, "OCMsgLogger::Init: message file " << msgFile << " can't be read: "
+                                          << std::strerror(errno));
+    good = false;
+  }
   std::fclose(file);
   return good;
 }
@@ -484,13 +539,32 @@ void OCMsgLogger::ReadQueue() {
     // the one that lives. Ended while a batch is written, it loses the rest
     // of the batch (its memory is never freed).
     Logger* logger = Logger::m_theObject.load();
+    uint64_t undelivered = 0;
     for (OCMsgToLog* item : batch)
-      if (logger) logger->writeDest(m_sDestName, item->m_sText, 0, 0);
+      // writeDest is true only when it found no destination.
+      if (!logger || logger->writeDest(m_sDestName, item->m_sText, 0, 0)) ++undelivered;
+    if (undelivered) NoteUndelivered(undelivered);
     m_pQueue->Recycle(batch);
   }
 }
 
-void OCMsgLogger::InstanceWrapUp() { StopReader(); }
+void OCMsgLogger::InstanceWrapUp() {
+  StopReader();
+  PLINTH_TRACE_AS("OCMsgLogger", 4, "OCMsgLogger::InstanceWrapUp: " << DroppedCount() << " message(s) dropped, "
+                                        << UndeliveredCount() << " line(s) without a destination");
+}
+
+uint64_t OCMsgLogger::DroppedCount() const {
+  return m_pQueue ? m_pQueue->m_nDropped.load(std::memory_order_relaxed) : 0;
+}
+
+void OCMsgLogger::NoteUndelivered(uint64_t lines) {
+  const uint64_t before = m_nUndelivered.fetch_add(lines, std::memory_order_relaxed);
+  // The first loss and each doubling, as for the queue.
+  if (std::bit_width(before) != std::bit_width(before + lines))
+    PLINTH_TRACE_AS("OCMsgLogger", 4, "OCMsgLogger: no destination \"" << m_sDestName << "\" in the Logger, "
+                                          << before + lines << " line(s) lost so far");
+}
 
 void OCMsgLogger::StopReader() {
   m_bWrapUp.store(true);
@@ -542,3 +616,5 @@ bool IsInitialized() { return OCMsgLogger::GetInstance().IsInitialized(); }
 void LoadContexts(StringIntPair* contexts, unsigned n) { OCMsgLogger::GetInstance().LoadContexts(contexts, n); }
 void LoadObjects(StringPair* objects, unsigned n) { OCMsgLogger::GetInstance().LoadObjects(objects, n); }
 void WaitForThread() { OCMsgLogger::GetInstance().InstanceWrapUp(); }
+unsigned long long GetDroppedMessageCount() { return OCMsgLogger::GetInstance().DroppedCount(); }
+unsigned long long GetUndeliveredMessageCount() { return OCMsgLogger::GetInstance().UndeliveredCount(); }

@@ -142,6 +142,8 @@ public:
   std::vector<OCMsgToLog*> m_vSpare;  // written items, for reuse
   uint32_t m_nCapacity;
   bool m_bDropWhenFull;
+  // Items that a full queue in drop mode lost since it was made.
+  std::atomic<uint64_t> m_nDropped{0};
 };
 
 class PLINTH_API OCMsgLogger {
@@ -168,6 +170,11 @@ public:
   void LoadContexts(StringIntPair* contexts, unsigned n);
   void LoadObjects(StringPair* objects, unsigned n);
   static void ResetFilterVec();
+  // Losses that the results don't show: messages that a full queue in drop
+  // mode turned away, and lines that the reader had no destination for
+  // (none could be created, or it was removed). Both only grow.
+  uint64_t DroppedCount() const;
+  uint64_t UndeliveredCount() const { return m_nUndelivered.load(std::memory_order_relaxed); }
 
   std::atomic<bool> m_bInitialized{false};
   std::atomic<bool> m_bWrapUp{false};
@@ -184,6 +191,7 @@ public:
   std::string m_sDestName;
   Logger* m_pLogger = nullptr;
   DynamicLibrary m_ExitLibrary;
+  std::atomic<uint64_t> m_nUndelivered{0};
 
 private:
   OCMsgLogger();
@@ -196,6 +204,10 @@ private:
   bool FormatAndPut(const OCMsgMessage* message, int count, char** args);
   // Ends the reader thread once the queue is drained, and joins it.
   void StopReader();
+  // Counts lines the reader could not hand to a destination, and traces.
+  void NoteUndelivered(uint64_t lines);
+  // Tells the trace what Init's result leaves unsaid.
+  void TraceInitProblems(int result, const DestinationData* dests, int nDests);
 };
 
 // The same services for callers that don't use the class.
@@ -209,3 +221,6 @@ PLINTH_API bool IsInitialized();
 PLINTH_API void LoadContexts(StringIntPair* contexts, unsigned n);
 PLINTH_API void LoadObjects(StringPair* objects, unsigned n);
 PLINTH_API void WaitForThread();
+// OCMsgLogger::DroppedCount and UndeliveredCount.
+PLINTH_API unsigned long long GetDroppedMessageCount();
+PLINTH_API unsigned long long GetUndeliveredMessageCount();

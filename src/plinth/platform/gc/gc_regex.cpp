@@ -49,6 +49,13 @@ std::u16string Widen(GCLocale* locale, const char* text, unsigned long length) {
 
 void Fail(GCLocale* locale, UErrorCode status) { locale->lastError.store(status, std::memory_order_relaxed); }
 
+// A pattern that backtracks without end, such as (a+)+b on a long run of
+// a's, ends with U_REGEX_TIME_OUT or U_REGEX_STACK_OVERFLOW instead of
+// holding the caller or exhausting memory. A step of the engine's timer is
+// some milliseconds; the backtracking stack lives on the heap.
+constexpr int32_t TimeLimitSteps = 1000;
+constexpr int32_t StackLimitBytes = 8 << 20;
+
 }  // namespace
 
 GCRegex* GCRegcomp(GCLocale* locale, const char* pattern, unsigned long length, long options) {
@@ -71,6 +78,13 @@ GCRegex* GCRegcomp(GCLocale* locale, const char* pattern, unsigned long length, 
     const std::u16string units = Widen(locale, pattern, length);
     expression = uregex_open(units.data(), static_cast<int32_t>(units.size()), flags, &where, &status);
   }
+  if (U_FAILURE(status)) {
+    uregex_close(expression);
+    Fail(locale, status);
+    return nullptr;
+  }
+  uregex_setTimeLimit(expression, TimeLimitSteps, &status);
+  uregex_setStackLimit(expression, StackLimitBytes, &status);
   if (U_FAILURE(status)) {
     uregex_close(expression);
     Fail(locale, status);

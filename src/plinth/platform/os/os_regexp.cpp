@@ -9,6 +9,7 @@
 
 struct os_regexp::Impl {
   pcre2_code* code = nullptr;
+  bool jit = false;
   ~Impl() { pcre2_code_free(code); }
 };
 
@@ -28,34 +29,57 @@ os_regexp::os_regexp(const std::string& pattern, bool ignoreCase, bool extended)
                                     ": " + reinterpret_cast<const char*>(msg));
   }
   // The JIT is an optimisation only; without it matching still works.
-  pcre2_jit_compile(m_pImpl->code, PCRE2_JIT_COMPLETE);
+  m_pImpl->jit = pcre2_jit_compile(m_pImpl->code, PCRE2_JIT_COMPLETE) == 0;
 }
 
 os_regexp::~os_regexp() = default;
 os_regexp::os_regexp(os_regexp&&) noexcept = default;
 os_regexp& os_regexp::operator=(os_regexp&&) noexcept = default;
 
+namespace {
+
+// Only the whole match is read, so one pair of offsets serves every
+// pattern: the match data is made once a thread instead of once a search,
+// which cost as much as the match itself on short texts.
+pcre2_match_data* ThreadMatchData() {
+  // The pointer is read on every search: initial-exec spares the lookup of
+  // a shared library's thread data; the holder frees it at thread exit.
+  [[gnu::tls_model("initial-exec")]] static thread_local pcre2_match_data* data = nullptr;
+  if (data) return data;
+  struct Holder {
+    ~Holder() {
+      pcre2_match_data_free(data);
+      data = nullptr;
+    }
+  };
+  static thread_local Holder holder;
+  data = pcre2_match_data_create(1, nullptr);
+  (void)holder;
+  return data;
+}
+
+}  // namespace
+
 std::pair<unsigned, unsigned> os_regexp::search(const char* text, unsigned start,
                                                 unsigned end) const {
   const std::pair<unsigned, unsigned> none{npos, npos};
   if (!text || start > end) return none;
-  pcre2_match_data* md = pcre2_match_data_create_from_pattern(m_pImpl->code, nullptr);
+  pcre2_match_data* md = ThreadMatchData();
   if (!md) return none;
-  int rc = pcre2_match(m_pImpl->code, reinterpret_cast<PCRE2_SPTR>(text), end, start, 0, md,
-                       nullptr);
+  // A result of 0 says the groups didn't fit; the whole match is there.
+  // pcre2_match would reach the JIT too, after checks that cost as much as
+  // matching a file name.
+  const auto subject = reinterpret_cast<PCRE2_SPTR>(text);
+  int rc = m_pImpl->jit ? pcre2_jit_match(m_pImpl->code, subject, end, start, 0, md, nullptr)
+                        : pcre2_match(m_pImpl->code, subject, end, start, 0, md, nullptr);
   // The JIT keeps its backtracking on a small fixed stack; a long repeated
   // group (thousands of adjacent items) can exhaust it. The interpreter
   // keeps the same state on the heap, so it finds the match the JIT gave up on.
   if (rc == PCRE2_ERROR_JIT_STACKLIMIT)
-    rc = pcre2_match(m_pImpl->code, reinterpret_cast<PCRE2_SPTR>(text), end, start,
-                     PCRE2_NO_JIT, md, nullptr);
-  std::pair<unsigned, unsigned> result = none;
-  if (rc >= 0) {
-    PCRE2_SIZE* ov = pcre2_get_ovector_pointer(md);
-    result = {static_cast<unsigned>(ov[0]), static_cast<unsigned>(ov[1])};
-  }
-  pcre2_match_data_free(md);
-  return result;
+    rc = pcre2_match(m_pImpl->code, subject, end, start, PCRE2_NO_JIT, md, nullptr);
+  if (rc < 0) return none;
+  const PCRE2_SIZE* ov = pcre2_get_ovector_pointer(md);
+  return {static_cast<unsigned>(ov[0]), static_cast<unsigned>(ov[1])};
 }
 
 std::pair<unsigned, unsigned> os_regexp::search(const std::string& text, unsigned start,
