@@ -26,7 +26,9 @@ TEST_F(LoggerTest, TheTraceTellsWhatASecondInitTakenNameOrUnusableDirectoryChang
     logger->initLogger(init, c.callback);
     const std::string said = trace.Text().substr(before.size());
     EXPECT_EQ(said.find("already initialized") != std::string::npos, c.told != nullptr) << said;
-    if (c.told) EXPECT_NE(said.find(c.told), std::string::npos) << said;
+    if (c.told) {
+      EXPECT_NE(said.find(c.told), std::string::npos) << said;
+    }
   }
   EXPECT_EQ(logger->m_sLogPath, dir.path());
 
