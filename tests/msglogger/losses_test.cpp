@@ -1,42 +1,9 @@
 // Losses the message logger's results don't show: counted, and told to the trace.
-#include <thread>
 
 #include "common/trace_file.h"
 #include "msglogger_fixture.h"
 
 using namespace plinth_test;
-
-TEST_F(MsgLoggerTest, DroppedMessagesAreCountedAndTraced) {
-  TraceFile trace(dir);
-  auto* gate = new GatedDest;
-  Logger* base = Logger::GetInstance();
-  Logger::InitParams init;
-  init.InsertString("path", dir.path());
-  base->initLogger(init, nullptr);
-  base->m_mDests.emplace("gated", gate);
-  DestinationData dest = Dest(eSequentialFile, "unused", "gated");
-  const std::string file = WriteMessages("QRX0001 I 0 a gated * - %s\n");
-  StringIntPair contexts[] = {Context("a", 0)};
-  ASSERT_EQ(OCMsgLogger::GetInstance().Init(file.c_str(), "T", "M", contexts, 1, nullptr, 0, &dest, 1, 1, true,
-                                            dir.path().c_str()),
-            500);
-  EXPECT_TRUE(WriteToLog(1, "taken by the reader", nullptr));
-  gate->WaitEntered(1);
-  for (const char* text : {"queued", "dropped", "dropped", "dropped"}) EXPECT_TRUE(WriteToLog(1, text, nullptr));
-  EXPECT_EQ(GetDroppedMessageCount(), 3u);
-  gate->OpenGate();
-  WaitForThread();
-  EXPECT_EQ(gate->LinesWritten().size(), 2u);
-  EXPECT_EQ(GetUndeliveredMessageCount(), 0u);
-  // The first loss and each doubling, then the totals at wrap-up.
-  EXPECT_TRUE(trace.Has("queue full (capacity 1), 1 message(s) dropped so far")) << trace.Text();
-  EXPECT_TRUE(trace.Has("queue full (capacity 1), 2 message(s) dropped so far"));
-  const std::string text = trace.Text();
-  size_t told = 0;
-  for (size_t at = text.find("dropped so far"); at != std::string::npos; at = text.find("dropped so far", at + 1)) ++told;
-  EXPECT_EQ(told, 2u);
-  EXPECT_TRUE(trace.Has("3 message(s) dropped, 0 line(s) without a destination"));
-}
 
 TEST_F(MsgLoggerTest, LinesWithoutADestinationAreCountedAndTraced) {
   TraceFile trace(dir);

@@ -5,6 +5,7 @@
 #include <ctime>
 #include <thread>
 
+#include "common/trace_file.h"
 #include "msglogger/msglogger_fixture.h"
 #include "plinth/message/msg_file.h"
 
@@ -228,6 +229,7 @@ TEST_F(MsgLoggerTest, LaterRecordReplacesEarlierAndTheLastDestinationIsInForce) 
 }
 
 TEST_F(MsgLoggerTest, DropModeLosesTheNewestAndTakesMessagesAgainOnceThereIsRoom) {
+  TraceFile trace(dir);
   // A destination that holds the reader thread in its first write.
   auto* gate = new GatedDest;
   gate->m_sLogicalName = "gated";
@@ -249,6 +251,7 @@ TEST_F(MsgLoggerTest, DropModeLosesTheNewestAndTakesMessagesAgainOnceThereIsRoom
   EXPECT_TRUE(WriteToLog(1, "queued", nullptr));
   EXPECT_TRUE(WriteToLog(1, "dropped", nullptr));
   EXPECT_TRUE(WriteToLog(1, "dropped too", nullptr));
+  EXPECT_EQ(GetDroppedMessageCount(), 2u);
   gate->OpenGate();
   gate->WaitLines(2);
   // Wait until the reader took the queued one off the queue, then refill.
@@ -260,6 +263,12 @@ TEST_F(MsgLoggerTest, DropModeLosesTheNewestAndTakesMessagesAgainOnceThereIsRoom
   EXPECT_NE(lines[0].find("taken by the reader"), std::string::npos);
   EXPECT_NE(lines[1].find("queued"), std::string::npos);
   EXPECT_NE(lines[2].find("accepted again"), std::string::npos);
+  EXPECT_EQ(GetUndeliveredMessageCount(), 0u);
+  // The first loss and each doubling, then the totals at wrap-up.
+  const std::string told = trace.Text();
+  EXPECT_NE(told.find("queue full (capacity 1), 1 message(s) dropped so far"), std::string::npos) << told;
+  EXPECT_NE(told.find("queue full (capacity 1), 2 message(s) dropped so far"), std::string::npos);
+  EXPECT_NE(told.find("2 message(s) dropped, 0 line(s) without a destination"), std::string::npos);
 }
 
 TEST_F(MsgLoggerTest, BlockingModeLosesNothingFromFourThreads) {
