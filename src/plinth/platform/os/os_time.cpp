@@ -52,15 +52,14 @@ int64_t os_time_and_date::to_time_t() const {
   return m_nUs >= 0 ? m_nUs / 1000000 : (m_nUs - 999999) / 1000000;
 }
 
-std::string os_time_and_date::to_string(const char* format) const {
-  struct tm fields = local_fields(m_nUs);
-  // Expand %q ourselves and leave everything else to strftime.
+namespace {
+// Expands the one conversion that strftime doesn't know the way this class
+// means it, and leaves everything else to strftime.
+std::string expand_and_format(const char* format, char own, const char* ownText, const struct tm& fields) {
   std::string fmt;
   for (const char* p = format; *p; ++p) {
-    if (p[0] == '%' && p[1] == 'q') {
-      char ms[16];
-      std::snprintf(ms, sizeof ms, "%03d", sub_second_us(m_nUs) / 1000);
-      fmt += ms;
+    if (p[0] == '%' && p[1] == own) {
+      fmt += ownText;
       ++p;
     } else if (p[0] == '%' && p[1] == '%') {
       fmt += "%%";
@@ -70,8 +69,16 @@ std::string os_time_and_date::to_string(const char* format) const {
     }
   }
   char buf[512];
-  size_t n = strftime(buf, sizeof buf, fmt.c_str(), &fields);
+  const size_t n = strftime(buf, sizeof buf, fmt.c_str(), &fields);
   return std::string(buf, n);
+}
+}  // namespace
+
+std::string os_time_and_date::to_string(const char* format) const {
+  struct tm fields = local_fields(m_nUs);
+  char ms[16];
+  std::snprintf(ms, sizeof ms, "%03d", sub_second_us(m_nUs) / 1000);
+  return expand_and_format(format, 'q', ms, fields);
 }
 
 int os_time_and_date::year() const { return local_fields(m_nUs).tm_year + 1900; }
@@ -129,21 +136,7 @@ std::string os_date::to_string(const char* format) const {
   fields.tm_year = m_nYear - 1900;
   fields.tm_mon = m_nMonth - 1;
   fields.tm_mday = m_nDay;
-  std::string fmt;
-  for (const char* p = format; *p; ++p) {
-    if (p[0] == '%' && p[1] == 's') {
-      char year[16];
-      std::snprintf(year, sizeof year, "%04d", static_cast<int>(m_nYear));
-      fmt += year;
-      ++p;
-    } else if (p[0] == '%' && p[1] == '%') {
-      fmt += "%%";
-      ++p;
-    } else {
-      fmt += *p;
-    }
-  }
-  char buf[512];
-  size_t n = strftime(buf, sizeof buf, fmt.c_str(), &fields);
-  return std::string(buf, n);
+  char year[16];
+  std::snprintf(year, sizeof year, "%04d", static_cast<int>(m_nYear));
+  return expand_and_format(format, 's', year, fields);
 }
